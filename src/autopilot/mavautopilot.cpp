@@ -1,0 +1,343 @@
+// SPDX-License-Identifier: MIT
+#include "autopilot/mavautopilot.h"
+
+#include "app/app.h"
+#include "communication/monitormessage.h"
+#include "connection/tcpconnection.h"
+#include "connection/uartconnection.h"
+
+#include <QDataStream>
+#include <QTimerEvent>
+
+#include <atomic>
+#include <cstring>
+
+namespace {
+
+namespace msg = mavlink::common::msg;
+
+constexpr int HeartbeatPeriodMs = 1000;
+constexpr int SubscribePeriodMs = 10000;
+constexpr float MicrosecondsPerSecond = 1000000.0F;
+constexpr quint8 AutopilotComponent = 1;
+constexpr qint16 AltimeterPayloadTag = 7;
+constexpr MessageId StatusMessage{1};
+constexpr PayloadId AltimeterPayload{4};
+
+constexpr auto autopilotKind(mavlink::minimal::MAV_AUTOPILOT kind)
+{
+    return static_cast<quint8>(kind);
+}
+
+constexpr quint8 Px4 = autopilotKind(mavlink::minimal::MAV_AUTOPILOT::PX4);
+constexpr auto SafetyArmed = static_cast<quint8>(mavlink::minimal::MAV_MODE_FLAG::SAFETY_ARMED);
+constexpr quint8 ArduPilot = autopilotKind(mavlink::minimal::MAV_AUTOPILOT::ARDUPILOTMEGA);
+
+} // namespace
+
+MavAutopilot::MavAutopilot()
+    : IAutopilotPlugin(nullptr)
+    , telemetry(*this, publish)
+{
+    qRegisterMetaType<mavlink::mavlink_message_t>("mavlink::mavlink_message_t");
+    heartbeatWatch.start();
+    readSettings();
+    createConnection();
+    connect(connection, &IConnection::dataReceived, this, &MavAutopilot::dispatchReceivedData);
+    connect(this, &MavAutopilot::messageReceived, this, &MavAutopilot::onMessageReceived);
+}
+
+MavAutopilot::~MavAutopilot() = default;
+
+void MavAutopilot::readSettings()
+{
+    if (App *app = runningApp()) {
+        connect(app, &App::APP_STATUS_PERIOD_MS, this, [this](int value) { statusPeriodMs = value; });
+        connect(app, &App::MAV_CONNECTION_TYPE, this,
+                [this](const QString &value) { connectionType = value; });
+        connect(app, &App::MAV_SERIAL_DEVICE, this, [this](const QString &value) { serialDevice = value; });
+        connect(app, &App::MAV_BAUD_RATE, this,
+                [this](int value) { baudRate = static_cast<quint32>(value); });
+        connect(app, &App::MAV_SYSTEM_ID, this, [this](quint16 value) { systemId = value; });
+        connect(app, &App::MAV_COMPONENT_ID, this, [this](quint16 value) { componentId = value; });
+        connect(app, &App::MAV_SENDING_PERIOD_MS, this, [this](int value) { sendingPeriodMs = value; });
+        connect(app, &App::MAV_TELEMETRY_RATE, this, [this](int value) { telemetryRate = value; });
+        connect(app, &App::ALTIMETER_MIN_ALTITUDE_M, this,
+                [this](float value) { telemetry.setMinAltitude(value); });
+        connect(app, &App::ALTIMETER_MAX_ALTITUDE_M, this,
+                [this](float value) { telemetry.setMaxAltitude(value); });
+        connect(app, &App::daqEnabled, this, [this](bool value) { daqEnabled = value; });
+    }
+    statusPeriodMs = readSetting("APP", "STATUS_PERIOD_MS", 1000).toInt();
+    connectionType = readSetting("MAV", "CONNECTION_TYPE", QStringLiteral("UART")).toString();
+    serialDevice = readSetting("MAV", "SERIAL_DEVICE", QStringLiteral("/dev/ttymxc3")).toString();
+    baudRate = readSetting("MAV", "BAUD_RATE", 57600).toUInt();
+    systemId = static_cast<quint16>(readSetting("MAV", "SYSTEM_ID", 2).toUInt());
+    componentId = static_cast<quint16>(readSetting("MAV", "COMPONENT_ID", 5).toUInt());
+    sendingPeriodMs = readSetting("MAV", "SENDING_PERIOD_MS", 20).toInt();
+    telemetryRate = readSetting("MAV", "TELEMETRY_RATE", 10).toInt();
+    telemetry.setMinAltitude(readSetting("ALTIMETER", "MIN_ALTITUDE_M", QVariant()).toFloat());
+    telemetry.setMaxAltitude(readSetting("ALTIMETER", "MAX_ALTITUDE_M", QVariant()).toFloat());
+}
+
+void MavAutopilot::createConnection()
+{
+    if (connectionType == QLatin1String("TCP")) {
+        connection = new TcpConnection(this);
+        return;
+    }
+    if (connectionType != QLatin1String("UART"))
+        warningLine(*this) << "Unknown connection type: " << connectionType << ". Set to default:"
+                           << "UART";
+    connection = new UartConnection(this);
+}
+
+ICommunicator *MavAutopilot::communicator()
+{
+    return nullptr;
+}
+
+IVirtualStick *MavAutopilot::virtualStick()
+{
+    return nullptr;
+}
+
+bool MavAutopilot::isStarted() const
+{
+    return started;
+}
+
+QString MavAutopilot::name() const
+{
+    return QStringLiteral("Mavlink Autopilot");
+}
+
+QString MavAutopilot::version() const
+{
+    return QStringLiteral("2.10.0.1856");
+}
+
+bool MavAutopilot::start()
+{
+    startTimers();
+    if (!connection->open(serialDevice, QVariant(baudRate))) {
+        criticalLine(*this) << "Failed to open connection to autopilot";
+        return false;
+    }
+    info() << "Connected to autopilot";
+    linkStatus = 1;
+    started = true;
+    return true;
+}
+
+void MavAutopilot::stop()
+{
+    connection->close();
+    stopTimers();
+    started = false;
+}
+
+void MavAutopilot::startTimers()
+{
+    stopTimers();
+    statusTimerId = startTimer(statusPeriodMs, Qt::CoarseTimer);
+    heartbeatTimerId = startTimer(HeartbeatPeriodMs, Qt::CoarseTimer);
+    subscribeTimerId = startTimer(SubscribePeriodMs, Qt::CoarseTimer);
+}
+
+void MavAutopilot::stopTimers()
+{
+    killTimerId(statusTimerId);
+    killTimerId(heartbeatTimerId);
+    killTimerId(subscribeTimerId);
+}
+
+void MavAutopilot::killTimerId(int &timerId)
+{
+    if (timerId == -1)
+        return;
+    killTimer(timerId);
+    timerId = -1;
+}
+
+void MavAutopilot::timerEvent(QTimerEvent *event)
+{
+    if (event->timerId() == statusTimerId)
+        reportStatus();
+    else if (event->timerId() == heartbeatTimerId)
+        sendHeartbeat();
+    else if (event->timerId() == subscribeTimerId && targetSystemId != 0)
+        subscribe();
+}
+
+void MavAutopilot::reportStatus()
+{
+    if (heartbeatWatch.elapsed() > heartbeatTimeoutMs) {
+        reportedStatus = linkStatus;
+        heartbeatWatch.restart();
+    }
+    publish.autopilotStatus(reportedStatus);
+
+    QByteArray payload;
+    QDataStream stream(&payload, QIODevice::WriteOnly);
+    stream.setByteOrder(QDataStream::LittleEndian);
+    stream << AltimeterPayloadTag
+           << AltimeterStatus{telemetry.altimeter().value, telemetry.altimeter().status};
+    Q_EMIT dataReceived(StatusMessage, AltimeterPayload, payload, QVariant());
+}
+
+void MavAutopilot::sendHeartbeat()
+{
+    mavlink::minimal::msg::HEARTBEAT heartbeat{};
+    heartbeat.type = static_cast<quint8>(mavlink::minimal::MAV_TYPE::ONBOARD_CONTROLLER);
+    heartbeat.autopilot = autopilotKind(mavlink::minimal::MAV_AUTOPILOT::INVALID);
+    heartbeat.system_status = static_cast<quint8>(mavlink::minimal::MAV_STATE::ACTIVE);
+    static std::atomic_bool sentBefore{false};
+    if (!sentBefore.exchange(true))
+        debug() << "First MAVLink heartbeat sent";
+    sendMessage(heartbeat);
+}
+
+void MavAutopilot::subscribe()
+{
+    if (autopilotType == Px4)
+        subscribePx4();
+    else if (autopilotType == ArduPilot)
+        subscribeArduPilot();
+    else
+        criticalLine(*this) << "Unknown autopilot type detected : " << autopilotType;
+}
+
+void MavAutopilot::subscribePx4()
+{
+    struct Request
+    {
+        mavlink::msgid_t messageId;
+        float intervalUs;
+    };
+    const float telemetryIntervalUs = MicrosecondsPerSecond / static_cast<float>(telemetryRate);
+    // GPS2_RAW (124), though GPS_RAW_INT (24) is what we handle: that is what autopilots in the field are
+    // used to be asked.
+    const Request requests[] = {{msg::GPS2_RAW::MSG_ID, telemetryIntervalUs},
+                                {mavlink::standard::msg::GLOBAL_POSITION_INT::MSG_ID, telemetryIntervalUs},
+                                {msg::ATTITUDE::MSG_ID, telemetryIntervalUs},
+                                {msg::SYSTEM_TIME::MSG_ID, MicrosecondsPerSecond},
+                                {msg::DISTANCE_SENSOR::MSG_ID, MicrosecondsPerSecond}};
+    for (const Request &request : requests) {
+        msg::COMMAND_LONG command{};
+        command.target_system = static_cast<quint8>(targetSystemId);
+        command.target_component = AutopilotComponent;
+        command.command = static_cast<quint16>(mavlink::ardupilotmega::MAV_CMD::SET_MESSAGE_INTERVAL);
+        command.param1 = static_cast<float>(request.messageId);
+        command.param2 = request.intervalUs;
+        trySubscribeRequest(command);
+    }
+}
+
+void MavAutopilot::subscribeArduPilot()
+{
+    using mavlink::common::MAV_DATA_STREAM;
+    for (const MAV_DATA_STREAM stream : {MAV_DATA_STREAM::POSITION, MAV_DATA_STREAM::EXTENDED_STATUS,
+                                         MAV_DATA_STREAM::EXTRA1, MAV_DATA_STREAM::EXTRA3}) {
+        msg::REQUEST_DATA_STREAM request{};
+        request.target_system = static_cast<quint8>(targetSystemId);
+        request.target_component = AutopilotComponent;
+        request.req_stream_id = static_cast<quint8>(stream);
+        request.req_message_rate = static_cast<quint16>(telemetryRate);
+        request.start_stop = 1;
+        trySubscribeRequest(request);
+    }
+}
+
+void MavAutopilot::trySubscribeRequest(const mavlink::Message &message)
+{
+    for (int i = 0; i < 3; ++i)
+        sendMessage(message);
+}
+
+void MavAutopilot::dispatchReceivedData(const QByteArray &data)
+{
+    for (const char byte : data) {
+        if (mavlink::mavlink_parse_char(mavlink::MAVLINK_COMM_0, static_cast<quint8>(byte), nullptr,
+                                        nullptr) != mavlink::MAVLINK_FRAMING_OK)
+            continue;
+        // A copy: a receiver may get more bytes parsed before the others have seen this message.
+        mavlink::mavlink_message_t message;
+        std::memcpy(&message, mavlink::mavlink_get_channel_buffer(mavlink::MAVLINK_COMM_0), sizeof message);
+        Q_EMIT messageReceived(message);
+    }
+}
+
+void MavAutopilot::onMessageReceived(const mavlink::mavlink_message_t &message)
+{
+    if (!isFromAutopilot(message))
+        return;
+    if (message.msgid == mavlink::minimal::msg::HEARTBEAT::MSG_ID)
+        handleHeartbeat(message);
+    else
+        telemetry.handle(message);
+}
+
+// Before an autopilot is detected everybody is listened to; heartbeats of others never make one.
+bool MavAutopilot::isFromAutopilot(const mavlink::mavlink_message_t &message) const
+{
+    return targetSystemId == 0 || (message.sysid == targetSystemId && message.compid == targetComponentId);
+}
+
+void MavAutopilot::handleHeartbeat(const mavlink::mavlink_message_t &message)
+{
+    mavlink::minimal::msg::HEARTBEAT heartbeat;
+    mavlink::MsgMap map(&message);
+    heartbeat.deserialize(map);
+    if (heartbeat.autopilot != Px4 && heartbeat.autopilot != ArduPilot)
+        return;
+    if (targetSystemId == 0)
+        detect(message, heartbeat.autopilot);
+    reportedStatus = 2;
+    heartbeatWatch.restart();
+    followArming((heartbeat.base_mode & SafetyArmed) != 0);
+}
+
+void MavAutopilot::detect(const mavlink::mavlink_message_t &message, quint8 autopilot)
+{
+    targetSystemId = message.sysid;
+    targetComponentId = message.compid;
+    autopilotType = autopilot;
+    info() << "Autopilot systemid detected " << targetSystemId;
+    info() << (autopilotType == Px4 ? "PX4 Detected " : "ArduPilot Detected");
+}
+
+// `daqEnabled` is not written here: publishing it emits the App signal that this object listens to, and
+// whoever else switches logging emits the same signal.
+void MavAutopilot::followArming(bool nowArmed)
+{
+    if (armed && !nowArmed) {
+        info() << "The drone is disarming";
+        enableWifi(true);
+        if (daqEnabled)
+            sendInfo(QStringLiteral("Logging stopped (auto)"));
+        publish.daqEnabled(false);
+    } else if (!armed && nowArmed) {
+        if (!daqEnabled)
+            sendInfo(QStringLiteral("Logging started (auto)"));
+        publish.daqEnabled(true);
+        info() << "The drone is arming";
+        enableWifi(false);
+    }
+    armed = nowArmed;
+}
+
+void MavAutopilot::sendMessage(const mavlink::Message &message)
+{
+    mavlink::mavlink_message_t wire;
+    mavlink::MsgMap map(wire);
+    message.serialize(map);
+    const mavlink::Message::Info info = message.get_message_info();
+    mavlink::mavlink_finalize_message_chan(
+        &wire, static_cast<quint8>(systemId), static_cast<quint8>(componentId), mavlink::MAVLINK_COMM_0,
+        static_cast<quint8>(info.min_length), static_cast<quint8>(info.length), info.crc_extra);
+    quint8 frame[MAVLINK_MAX_PACKET_LEN];
+    const quint16 length = mavlink::mavlink_msg_to_send_buffer(frame, &wire);
+    if (connection)
+        connection->sendData(reinterpret_cast<const char *>(frame), length);
+}
