@@ -1,0 +1,25 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <QObject>
+
+class QSocketNotifier;
+
+/// Turns SIGINT and SIGTERM into a Qt signal on the event loop, so that a tool ends cleanly. One per process.
+class UnixSignals : public QObject
+{
+    Q_OBJECT
+
+public:
+    explicit UnixSignals(QObject *parent = nullptr);
+    ~UnixSignals() override;
+
+Q_SIGNALS:
+    void endRequested();
+
+private:
+    void onReadable();
+
+    int pipeEnds[2] = {-1, -1};
+    QSocketNotifier *notifier = nullptr;
+};

@@ -1,0 +1,118 @@
+// SPDX-License-Identifier: MIT
+#include "host/condition.h"
+
+#include <QCborMap>
+
+namespace {
+
+QString longestName(const QString &text, const QStringList &knownSignals)
+{
+    QString longest;
+    for (const QString &name : knownSignals) {
+        const bool ends =
+            text.size() == name.size() ||
+            (text.size() > name.size() && QStringLiteral(".=<>").contains(text.at(name.size())));
+        if (ends && name.size() > longest.size() && text.startsWith(name))
+            longest = name;
+    }
+    return longest;
+}
+
+Condition::Comparison comparisonOf(QChar sign)
+{
+    if (sign == QLatin1Char('<'))
+        return Condition::Comparison::Less;
+    return sign == QLatin1Char('>') ? Condition::Comparison::Greater : Condition::Comparison::Equal;
+}
+
+bool isNumber(const QString &text)
+{
+    bool ok = false;
+    text.toDouble(&ok);
+    return ok;
+}
+
+// A value that came from single precision equals what it was written as, for example 0.1.
+bool sameNumber(double seen, double wanted)
+{
+    if (seen == wanted)
+        return true;
+    const auto narrow = static_cast<float>(seen);
+    return static_cast<double>(narrow) == seen && narrow == static_cast<float>(wanted);
+}
+
+bool compareNumber(double seen, Condition::Comparison comparison, const QString &value)
+{
+    bool ok = false;
+    const double wanted = value.toDouble(&ok);
+    if (!ok)
+        return false;
+    switch (comparison) {
+    case Condition::Comparison::Less:
+        return seen < wanted;
+    case Condition::Comparison::Greater:
+        return seen > wanted;
+    default:
+        return sameNumber(seen, wanted);
+    }
+}
+
+bool equalBool(bool seen, const QString &value)
+{
+    const QLatin1String name(seen ? "true" : "false");
+    return value == name || value == QString::number(seen ? 1 : 0);
+}
+
+bool equalOther(const QCborValue &seen, const QString &value)
+{
+    if (seen.isBool())
+        return equalBool(seen.toBool(), value);
+    if (seen.isString())
+        return seen.toString() == value;
+    return seen.isNull() && value == QLatin1String("null");
+}
+
+} // namespace
+
+bool Condition::isMetBy(const QCborValue &signalValue) const
+{
+    QCborValue seen = signalValue;
+    for (const QString &field : fields)
+        seen = seen.toMap().value(field);
+    if (seen.isUndefined())
+        return false;
+    if (comparison == Comparison::Seen)
+        return true;
+    if (seen.isInteger() || seen.isDouble())
+        return compareNumber(seen.toDouble(), comparison, value);
+    return comparison == Comparison::Equal && equalOther(seen, value);
+}
+
+std::optional<Condition> Condition::parse(const QString &text, const QStringList &knownSignals,
+                                          QString &error)
+{
+    Condition condition;
+    condition.signal = longestName(text, knownSignals);
+    if (condition.signal.isEmpty()) {
+        error = QStringLiteral("no signal is called %1").arg(text);
+        return std::nullopt;
+    }
+    const QString rest = text.mid(condition.signal.size());
+    int sign = 0;
+    while (sign < rest.size() && !QStringLiteral("=<>").contains(rest.at(sign)))
+        ++sign;
+    if (sign > 0)
+        condition.fields = rest.mid(1, sign - 1).split(QLatin1Char('.'));
+    if (sign < rest.size()) {
+        condition.comparison = comparisonOf(rest.at(sign));
+        condition.value = rest.mid(sign + 1);
+    }
+    if (condition.fields.contains(QString()))
+        error = QStringLiteral("a field name is missing in %1").arg(text);
+    else if ((condition.comparison == Comparison::Less || condition.comparison == Comparison::Greater) &&
+             !isNumber(condition.value))
+        error = QStringLiteral("a number is missing in %1").arg(text);
+    else
+        return condition;
+    return std::nullopt;
+}

@@ -1,0 +1,258 @@
+// SPDX-License-Identifier: MIT
+#include "host/host.h"
+
+#include "app/app.h"
+#include "autopilot/iautopilotplugin.h"
+#include "common/exitcode.h"
+#include "communication/icommunicator.h"
+#include "host/jsonview.h"
+#include "host/liveview.h"
+#include "host/logoutput.h"
+#include "host/plainview.h"
+#include "host/satellitecount.h"
+#include "navigation/ivirtualstick.h"
+
+#include <QFile>
+#include <QFileInfo>
+
+#include <unistd.h>
+#include <utility>
+
+namespace {
+
+bool isReadableFile(const QString &path)
+{
+    return QFileInfo(path).isFile() && QFile(path).open(QIODevice::ReadOnly);
+}
+
+bool isSettingsFile(const QString &path)
+{
+    const QSettings file(path, QSettings::IniFormat);
+    file.allKeys(); // mistakes are noticed only when the keys are asked for
+    return file.status() == QSettings::NoError;
+}
+
+} // namespace
+
+Host::Host(App &application, HostOptions given)
+    : app(application)
+    , options(std::move(given))
+    , tap([this](const QString &name, const QCborValue &value) { onSignal(name, value); })
+    , script(&values, knownSignals())
+{
+    if (options.json)
+        view = std::make_unique<JsonView>();
+    connect(&durationTimer, &QTimer::timeout, this, &Host::end);
+    durationTimer.setSingleShot(true);
+    connectScript();
+}
+
+Host::~Host() = default;
+
+QStringList Host::knownSignals()
+{
+    return SignalTap::names(App::staticMetaObject, QString()) +
+           SignalTap::names(IAutopilotPlugin::staticMetaObject, QStringLiteral("plugin.")) +
+           SignalTap::names(ICommunicator::staticMetaObject, QStringLiteral("communicator.")) +
+           SignalTap::names(IVirtualStick::staticMetaObject, QStringLiteral("virtualStick."));
+}
+
+int Host::prepare()
+{
+    int result = loadScript();
+    if (result == ExitCode::Done)
+        result = loadSettings();
+    if (result == ExitCode::Done)
+        result = loadPlugin();
+    return result;
+}
+
+int Host::loadScript()
+{
+    if (options.scriptFile.isEmpty() || options.scriptFile == QLatin1String("-"))
+        return ExitCode::Done;
+    QFile file(options.scriptFile);
+    if (QFileInfo(options.scriptFile).isDir() || !file.open(QIODevice::ReadOnly))
+        return refuse(ExitCode::BadFile, QStringLiteral("cannot read script %1").arg(options.scriptFile));
+    ScriptParser parser(knownSignals());
+    const auto commands = parser.parseAll(file.readAll());
+    if (!commands)
+        return refuse(ExitCode::Usage, parser.errorText());
+    scriptCommands = *commands;
+    return ExitCode::Done;
+}
+
+int Host::loadSettings()
+{
+    if (!isReadableFile(options.configFile))
+        return refuse(ExitCode::BadFile,
+                      QStringLiteral("cannot read settings file %1").arg(options.configFile));
+    // Looked at by itself first: App writes into what it loads, and a file that is no INI file is not ours to
+    // change.
+    if (!isSettingsFile(options.configFile))
+        return refuse(ExitCode::BadFile, QStringLiteral("%1 is not a settings file").arg(options.configFile));
+    app.loadSettings(options.configFile);
+    connect(&app, &App::APP_VERBOSE, this, &LogOutput::setVerbose);
+    LogOutput::setVerbose(app.isVerbose());
+    if (options.pruneSettings)
+        app.removeObsoleteSettings();
+    for (const HostOptions::Setting &setting : qAsConst(options.settings))
+        app.updateSetting(setting.group.constData(), setting.name.constData(), setting.value);
+    return ExitCode::Done;
+}
+
+int Host::loadPlugin()
+{
+    const QString path = options.pluginFile.isEmpty() ? PluginFile::linkedLibrary() : options.pluginFile;
+    plugin = pluginFile.load(path);
+    if (!plugin)
+        return refuse(ExitCode::NoPlugin,
+                      QStringLiteral("cannot load plugin %1: %2").arg(path, pluginFile.errorText()));
+    link = std::make_unique<LinkWatch>(plugin, [this] { return serialDeviceExists(); });
+    link->setReconnecting(options.reconnect);
+    connectLink();
+    return ExitCode::Done;
+}
+
+void Host::begin()
+{
+    if (!view)
+        createView();
+    tapSignals();
+    view->showEvent({"started", "plugin", QString(plugin->name() + QLatin1Char(' ') + plugin->version())});
+    if (options.duration)
+        durationTimer.start(*options.duration);
+    link->begin();
+    if (!finished)
+        startScript();
+}
+
+void Host::createView()
+{
+    if (options.quiet) {
+        view = std::make_unique<QuietView>();
+        return;
+    }
+    satellites = std::make_unique<SatelliteCount>(plugin, values);
+    if (LiveView::isPossible())
+        view = std::make_unique<LiveView>(values,
+                                          QStringLiteral("noflailsten-host  %1").arg(options.configFile));
+    else
+        view = std::make_unique<PlainView>(values);
+}
+
+void Host::tapSignals()
+{
+    tap.watch(&app, App::staticMetaObject, QString());
+    tap.watch(plugin, IAutopilotPlugin::staticMetaObject, QStringLiteral("plugin."));
+    if (ICommunicator *communicator = plugin->communicator())
+        tap.watch(communicator, ICommunicator::staticMetaObject, QStringLiteral("communicator."));
+    if (IVirtualStick *stick = plugin->virtualStick())
+        tap.watch(stick, IVirtualStick::staticMetaObject, QStringLiteral("virtualStick."));
+    connect(plugin, &IAutopilotPlugin::dataReceived, this, &Host::forward);
+}
+
+void Host::connectLink()
+{
+    // Queued: the status comes from inside the plugin, which the watch may stop and start.
+    connect(&app, &App::autopilotStatus, link.get(), &LinkWatch::onAutopilotStatus, Qt::QueuedConnection);
+    connect(link.get(), &LinkWatch::opened, this, [this] {
+        view->showEvent({"link-open", "address", linkAddress()});
+    });
+    connect(link.get(), &LinkWatch::failed, this, &Host::onLinkFailed);
+    connect(link.get(), &LinkWatch::lost, this, [this](const QString &reason) {
+        view->showEvent({"link-lost", "reason", reason});
+    });
+}
+
+void Host::connectScript()
+{
+    connect(&script, &ScriptPlayer::statusAsked, this, [this] { view->showStatus(values); });
+    connect(&script, &ScriptPlayer::quitAsked, this, &Host::end);
+    connect(&script, &ScriptPlayer::failed, this, &Host::fail);
+    connect(&script, &ScriptPlayer::mistaken, this, &LogOutput::complain);
+    connect(&script, &ScriptPlayer::promptReady, this, [this] { view->showPrompt(); });
+    connect(&script, &ScriptPlayer::typed, this, [this](const QString &line) { view->showTyped(line); });
+}
+
+void Host::startScript()
+{
+    if (options.scriptFile == QLatin1String("-"))
+        script.follow(STDIN_FILENO, ScriptPlayer::Source::Script);
+    else if (!options.scriptFile.isEmpty())
+        script.play(scriptCommands);
+    else if (::isatty(STDIN_FILENO) != 0)
+        script.follow(STDIN_FILENO, ScriptPlayer::Source::Prompt);
+}
+
+void Host::onSignal(const QString &name, const QCborValue &value)
+{
+    if (finished)
+        return;
+    view->showSignal(name, value);
+    values.store(name, value);
+}
+
+void Host::onLinkFailed(std::chrono::milliseconds pause)
+{
+    const QString what = QStringLiteral("%1 did not open").arg(linkAddress());
+    if (!options.reconnect) {
+        view->showEvent({"link-failed", "reason", what});
+        fail(ExitCode::LinkFailed, what);
+        return;
+    }
+    const QString next = pause.count() == 0
+                             ? QStringLiteral("waiting for the device")
+                             : QStringLiteral("next try in %1 s").arg(double(pause.count()) / 1000);
+    view->showEvent({"link-failed", "reason", QString(what + QLatin1String(", ") + next)});
+}
+
+void Host::forward(MessageId messageId, PayloadId payloadId, const QByteArray &data)
+{
+    if (ICommunicator *communicator = plugin->communicator())
+        communicator->sendData({nextPayloadId++, messageId, payloadId, data});
+}
+
+int Host::refuse(int exitCode, const QString &message)
+{
+    LogOutput::complain(message);
+    if (view)
+        view->showEvent({"error", "message", message});
+    return exitCode;
+}
+
+void Host::fail(int exitCode, const QString &message)
+{
+    finish(refuse(exitCode, message));
+}
+
+void Host::finish(int exitCode)
+{
+    if (std::exchange(finished, true))
+        return;
+    script.cancel();
+    durationTimer.stop();
+    link->end();
+    app.syncSettings();
+    if (app.settings()->status() != QSettings::NoError)
+        LogOutput::complain(QStringLiteral("cannot write settings file %1").arg(options.configFile));
+    view->showEvent({"stopped", "exitCode", exitCode});
+    view.reset();
+    QCoreApplication::exit(exitCode);
+}
+
+QString Host::linkAddress() const
+{
+    const QSettings &settings = *app.settings();
+    const QString device = settings.value(QStringLiteral("MAV/SERIAL_DEVICE")).toString();
+    const QString parameter = settings.value(QStringLiteral("MAV/BAUD_RATE")).toString();
+    if (settings.value(QStringLiteral("MAV/CONNECTION_TYPE")).toString() == QLatin1String("TCP"))
+        return QStringLiteral("tcp:%1:%2").arg(device, parameter);
+    return QStringLiteral("%1,%2").arg(device, parameter);
+}
+
+bool Host::serialDeviceExists() const
+{
+    const QString device = app.settings()->value(QStringLiteral("MAV/SERIAL_DEVICE")).toString();
+    return QFileInfo::exists(device.startsWith(QLatin1Char('/')) ? device : QLatin1String("/dev/") + device);
+}

@@ -1,0 +1,74 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "communication/payloadmessage.h"
+#include "host/hostoptions.h"
+#include "host/hostview.h"
+#include "host/latestvalues.h"
+#include "host/linkwatch.h"
+#include "host/pluginfile.h"
+#include "host/scriptplayer.h"
+#include "host/signaltap.h"
+
+#include <QObject>
+#include <QTimer>
+
+#include <memory>
+
+class App;
+class IAutopilotPlugin;
+class SatelliteCount;
+
+/// The reference host: one plugin, its link kept up, its signals shown, a script run against it.
+class Host : public QObject
+{
+    Q_OBJECT
+
+public:
+    Host(App &app, HostOptions options);
+    ~Host() override;
+
+    /// Loads the settings, the script and the plugin. @return an exit code; anything but ExitCode::Done has
+    /// been reported.
+    [[nodiscard]] int prepare();
+    /// Starts everything; to be called from the event loop, which ends with an exit code.
+    void begin();
+    /// Stops everything and ends the event loop with exit code 0.
+    void end() { finish(0); }
+
+    /// All names of signals that a script can wait for.
+    static QStringList knownSignals();
+
+private:
+    int loadScript();
+    int loadSettings();
+    int loadPlugin();
+    void createView();
+    void tapSignals();
+    void connectLink();
+    void connectScript();
+    void startScript();
+    void onSignal(const QString &name, const QCborValue &value);
+    void onLinkFailed(std::chrono::milliseconds pause);
+    void forward(MessageId messageId, PayloadId payloadId, const QByteArray &data);
+    int refuse(int exitCode, const QString &message);
+    void fail(int exitCode, const QString &message);
+    void finish(int exitCode);
+    QString linkAddress() const;
+    bool serialDeviceExists() const;
+
+    App &app;
+    HostOptions options;
+    LatestValues values;
+    std::unique_ptr<HostView> view; // after the values that it shows
+    PluginFile pluginFile;
+    IAutopilotPlugin *plugin = nullptr;         // pluginFile's
+    std::unique_ptr<SatelliteCount> satellites; // of the views that people look at
+    SignalTap tap;
+    std::unique_ptr<LinkWatch> link;
+    ScriptPlayer script;
+    QVector<ScriptCommand> scriptCommands;
+    QTimer durationTimer;
+    quint16 nextPayloadId = 0;
+    bool finished = false;
+};

@@ -1,0 +1,38 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <QCborValue>
+#include <QString>
+
+class LatestValues;
+
+/// Something that happened to the host, apart from the signals.
+struct HostEvent
+{
+    const char *name;                 ///< For example "link-lost".
+    const char *detailName = nullptr; ///< What the detail is, for example "reason"; null: there is none.
+    QCborValue detail = {};
+};
+
+/// How a view words an event: "link lost: disconnected".
+QString eventText(const HostEvent &event);
+/// The last value of each signal, one a line.
+QString statusText(const LatestValues &values);
+
+/// What stdout shows.
+class HostView
+{
+public:
+    HostView() = default;
+    virtual ~HostView() = default;
+    HostView(const HostView &) = delete;
+    HostView &operator=(const HostView &) = delete;
+
+    virtual void showSignal(const QString &name, const QCborValue &value) = 0;
+    virtual void showEvent(const HostEvent &event) = 0;
+    virtual void showStatus(const LatestValues &values) = 0;
+    /// A line is awaited from the terminal.
+    virtual void showPrompt() = 0;
+    /// A line was typed.
+    virtual void showTyped(const QString &line) = 0;
+};

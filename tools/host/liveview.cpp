@@ -1,0 +1,141 @@
+// SPDX-License-Identifier: MIT
+#include "host/liveview.h"
+
+#include "host/latestvalues.h"
+#include "host/logoutput.h"
+#include "host/valuewords.h"
+
+#include <QDateTime>
+
+#include <cstdio>
+
+namespace {
+
+constexpr int DrawPeriodMs = 200;
+constexpr int ShownTexts = 3;
+constexpr int TableRows = 1 + 1 + 9 + ShownTexts + 1; // title, link, state, texts, ruler
+constexpr int LabelWidth = 16;
+constexpr int AgeWidth = 9;
+constexpr qint64 StaleMs = 5000;
+
+const char *colour(StatusTable::Tone tone)
+{
+    if (qEnvironmentVariableIsSet("NO_COLOR"))
+        return "";
+    switch (tone) {
+    case StatusTable::Tone::Good:
+        return "\x1b[32m";
+    case StatusTable::Tone::Bad:
+        return "\x1b[33m";
+    case StatusTable::Tone::Plain:
+        break;
+    }
+    return "";
+}
+
+QString clipped(const QString &text, int width)
+{
+    return text.size() > width ? text.left(width) : text.leftJustified(width);
+}
+
+} // namespace
+
+LiveView::LiveView(const LatestValues &latest, const QString &heading)
+    : values(latest)
+    , table(latest)
+    , title(heading)
+    , link(QStringLiteral("not open yet"))
+    , screen(::fileno(stdout), TableRows)
+    , childOutput(screen)
+{
+    if (childOutput.isActive())
+        LogOutput::setScreen(&screen);
+    QObject::connect(&timer, &QTimer::timeout, &timer, [this] { draw(); });
+    timer.start(DrawPeriodMs);
+    draw();
+}
+
+LiveView::~LiveView()
+{
+    LogOutput::setScreen(nullptr);
+}
+
+bool LiveView::isPossible()
+{
+    return Screen::fits(::fileno(stdout), TableRows);
+}
+
+void LiveView::showSignal(const QString &name, const QCborValue &value)
+{
+    if (name != QLatin1String("textToGround"))
+        return;
+    const QString text = value.toMap().value(QLatin1String("text")).toString().simplified();
+    texts.append(QTime::currentTime().toString(QStringLiteral("HH:mm:ss  ")) + text);
+    if (texts.size() > ShownTexts)
+        texts.removeFirst();
+}
+
+void LiveView::showEvent(const HostEvent &event)
+{
+    const QString text = eventText(event);
+    if (text.startsWith(QLatin1String("link "))) {
+        link = text.mid(5);
+        linkTone =
+            text.startsWith(QLatin1String("link open")) ? StatusTable::Tone::Good : StatusTable::Tone::Bad;
+    }
+    if (qstrcmp(event.name, "error") != 0)
+        screen.scroll(text.toUtf8());
+    draw();
+}
+
+void LiveView::showStatus(const LatestValues &latest)
+{
+    screen.scroll(statusText(latest).toUtf8());
+}
+
+void LiveView::showPrompt()
+{
+    screen.prompt();
+}
+
+void LiveView::showTyped(const QString &line)
+{
+    screen.scroll("> " + line.toUtf8());
+}
+
+void LiveView::draw()
+{
+    QVector<QByteArray> rows{titleRow(), tableRow({QStringLiteral("Link"), link, QString(), linkTone, true})};
+    const QVector<StatusTable::Row> state = table.rows();
+    for (const StatusTable::Row &row : state)
+        rows.append(tableRow(row));
+    for (int i = 0; i < ShownTexts; ++i)
+        rows.append(tableRow({i == 0 ? QStringLiteral("To the ground") : QString(), texts.value(i), QString(),
+                              StatusTable::Tone::Plain, true}));
+    rows.append(ruler());
+    screen.drawTable(rows);
+}
+
+QByteArray LiveView::titleRow() const
+{
+    const QString now = QTime::currentTime().toString(QStringLiteral("HH:mm:ss "));
+    const QString left = clipped(QLatin1Char(' ') + title, screen.columns() - now.size());
+    return "\x1b[7m" + (left + now).toUtf8() + "\x1b[0m";
+}
+
+QByteArray LiveView::tableRow(const StatusTable::Row &row) const
+{
+    const qint64 ageMs = row.signal.isEmpty() ? -1 : values.ageMs(row.signal);
+    const QString label = clipped(QLatin1Char(' ') + row.label, LabelWidth);
+    const int ageWidth = row.signal.isEmpty() ? 0 : AgeWidth;
+    const QString text = clipped(row.text, screen.columns() - LabelWidth - ageWidth);
+    const QString age = ValueWords::age(ageMs).rightJustified(qMax(0, ageWidth - 1));
+    const char *ageColour = colour(ageMs > StaleMs ? StatusTable::Tone::Bad : StatusTable::Tone::Plain);
+    return "\x1b[2m" + label.toUtf8() + "\x1b[0m" + colour(row.tone) + text.toUtf8() + "\x1b[0m\x1b[2m" +
+           ageColour + age.toUtf8() + "\x1b[0m";
+}
+
+QByteArray LiveView::ruler() const
+{
+    return "\x1b[2m" + QString(screen.columns(), QChar(0x2500)).toUtf8() + "\x1b[0m";
+}

@@ -1,0 +1,44 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "host/childoutput.h"
+#include "host/hostview.h"
+#include "host/screen.h"
+#include "host/statustable.h"
+
+#include <QStringList>
+#include <QTimer>
+
+/// A table at the top of the terminal, with log lines and what is typed below it.
+class LiveView : public HostView
+{
+public:
+    /// @param title stands above the table.
+    LiveView(const LatestValues &values, const QString &title);
+    ~LiveView() override;
+
+    /// Whether stdout is a terminal that is big enough.
+    static bool isPossible();
+
+    void showSignal(const QString &name, const QCborValue &value) override;
+    void showEvent(const HostEvent &event) override;
+    void showStatus(const LatestValues &values) override;
+    void showPrompt() override;
+    void showTyped(const QString &line) override;
+
+private:
+    void draw();
+    QByteArray titleRow() const;
+    QByteArray tableRow(const StatusTable::Row &row) const;
+    QByteArray ruler() const;
+
+    const LatestValues &values;
+    StatusTable table;
+    QString title;
+    QString link;
+    StatusTable::Tone linkTone = StatusTable::Tone::Plain;
+    QStringList texts; // the last ones to the ground, newest last
+    Screen screen;
+    ChildOutput childOutput; // on the screen
+    QTimer timer;
+};

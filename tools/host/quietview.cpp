@@ -1,0 +1,24 @@
+// SPDX-License-Identifier: MIT
+#include "host/quietview.h"
+
+#include <cstdio>
+#include <unistd.h>
+
+void QuietView::showStatus(const LatestValues &values)
+{
+    print(statusText(values));
+}
+
+void QuietView::showPrompt()
+{
+    if (::isatty(::fileno(stdout)) == 0)
+        return;
+    std::fputs("> ", stdout);
+    std::fflush(stdout);
+}
+
+void QuietView::print(const QString &line)
+{
+    std::fputs(qUtf8Printable(line + QLatin1Char('\n')), stdout);
+    std::fflush(stdout);
+}

@@ -1,0 +1,22 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "host/condition.h"
+
+#include <QByteArray>
+
+#include <chrono>
+
+/// One command of a script or of the prompt.
+struct ScriptCommand
+{
+    enum class Kind { Text, Set, Wait, WaitFor, Status, Quit };
+
+    Kind kind = Kind::Status;
+    int line = 0;     ///< Where it stands in its script, from 1.
+    QString text;     ///< Of text: the words; of set: the value; of wait-for: the condition as written.
+    QByteArray group; ///< Of set.
+    QByteArray name;  ///< Of set.
+    std::chrono::milliseconds time{0}; ///< Of wait; of wait-for: the time-out.
+    Condition condition;               ///< Of wait-for.
+};

@@ -1,0 +1,154 @@
+// SPDX-License-Identifier: MIT
+#include "host/scriptparser.h"
+
+#include "host/seconds.h"
+#include "host/settingskey.h"
+
+namespace {
+
+constexpr std::chrono::milliseconds DefaultTimeout{60000};
+
+/// Takes the first word off a text.
+QString takeWord(QString &text)
+{
+    int end = 0;
+    while (end < text.size() && !text.at(end).isSpace())
+        ++end;
+    QString word = text.left(end);
+    text = text.mid(end).trimmed();
+    return word;
+}
+
+/// Takes the condition off a text: the first word, but in double quotes a value may hold blanks.
+QString takeCondition(QString &text)
+{
+    const int quote = text.indexOf(QLatin1Char('"'));
+    const int closing = text.indexOf(QLatin1Char('"'), quote + 1);
+    const bool quoted = quote > 0 && QStringLiteral("=<>").contains(text.at(quote - 1)) && closing > quote &&
+                        !text.leftRef(quote).contains(QLatin1Char(' '));
+    if (!quoted)
+        return takeWord(text);
+    QString condition = text.left(quote) + text.mid(quote + 1, closing - quote - 1);
+    text = text.mid(closing + 1).trimmed();
+    return condition;
+}
+
+} // namespace
+
+std::optional<ScriptCommand> ScriptParser::parseLine(const QString &line)
+{
+    error.clear();
+    QString rest = line.trimmed();
+    if (rest.isEmpty() || rest.startsWith(QLatin1Char('#')))
+        return std::nullopt;
+    const QString word = takeWord(rest);
+    return parseCommand(word, rest);
+}
+
+std::optional<QVector<ScriptCommand>> ScriptParser::parseAll(const QByteArray &script)
+{
+    QVector<ScriptCommand> commands;
+    int number = 0;
+    const QList<QByteArray> lines = script.split('\n');
+    for (const QByteArray &line : lines) {
+        ++number;
+        auto command = parseLine(QString::fromUtf8(line));
+        if (command) {
+            command->line = number;
+            commands.append(*command);
+        } else if (!error.isEmpty()) {
+            error = QStringLiteral("script line %1: %2").arg(number).arg(error);
+            return std::nullopt;
+        }
+    }
+    return commands;
+}
+
+std::optional<ScriptCommand> ScriptParser::parseCommand(const QString &word, const QString &rest)
+{
+    if (word == QLatin1String("text"))
+        return parseText(rest);
+    if (word == QLatin1String("set"))
+        return parseSet(rest);
+    if (word == QLatin1String("wait"))
+        return parseWait(rest);
+    if (word == QLatin1String("wait-for"))
+        return parseWaitFor(rest);
+    if (word == QLatin1String("status"))
+        return parseBare(ScriptCommand::Kind::Status, rest);
+    if (word == QLatin1String("quit"))
+        return parseBare(ScriptCommand::Kind::Quit, rest);
+    return fail(
+        QStringLiteral("unknown command %1; there are text, set, wait, wait-for, status, quit").arg(word));
+}
+
+std::optional<ScriptCommand> ScriptParser::parseText(const QString &rest)
+{
+    if (rest.isEmpty())
+        return fail(QStringLiteral("expected text WORDS"));
+    ScriptCommand command;
+    command.kind = ScriptCommand::Kind::Text;
+    command.text = rest;
+    return command;
+}
+
+std::optional<ScriptCommand> ScriptParser::parseSet(const QString &rest)
+{
+    ScriptCommand command;
+    command.kind = ScriptCommand::Kind::Set;
+    command.text = rest;
+    const QString group = takeWord(command.text);
+    const QString name = takeWord(command.text);
+    if (command.text.isEmpty())
+        return fail(QStringLiteral("expected set GROUP NAME VALUE"));
+    command.group = group.toUtf8();
+    command.name = name.toUtf8();
+    if (!isKnownSetting(command.group, command.name))
+        return fail(QStringLiteral("there is no setting %1/%2").arg(group, name));
+    return command;
+}
+
+std::optional<ScriptCommand> ScriptParser::parseWait(const QString &rest)
+{
+    const auto time = parseSeconds(rest);
+    if (!time)
+        return fail(QStringLiteral("expected wait SECONDS"));
+    ScriptCommand command;
+    command.kind = ScriptCommand::Kind::Wait;
+    command.time = *time;
+    return command;
+}
+
+std::optional<ScriptCommand> ScriptParser::parseWaitFor(const QString &rest)
+{
+    QString timeText = rest;
+    ScriptCommand command;
+    command.kind = ScriptCommand::Kind::WaitFor;
+    command.text = takeCondition(timeText);
+    if (command.text.isEmpty())
+        return fail(QStringLiteral("expected wait-for SIGNAL[.FIELD][(=|<|>)VALUE] [TIMEOUT]"));
+    const auto condition = Condition::parse(command.text, signalNames, error);
+    if (!condition)
+        return std::nullopt;
+    const auto timeout = timeText.isEmpty() ? DefaultTimeout : parseSeconds(timeText);
+    if (!timeout)
+        return fail(QStringLiteral("expected a time-out in seconds, not %1").arg(timeText));
+    command.condition = *condition;
+    command.time = *timeout;
+    return command;
+}
+
+std::optional<ScriptCommand> ScriptParser::parseBare(ScriptCommand::Kind kind, const QString &rest)
+{
+    if (!rest.isEmpty())
+        return fail(QStringLiteral("unexpected %1").arg(rest));
+    ScriptCommand command;
+    command.kind = kind;
+    return command;
+}
+
+std::nullopt_t ScriptParser::fail(const QString &why)
+{
+    error = why;
+    return std::nullopt;
+}

@@ -1,0 +1,38 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "host/scriptcommand.h"
+
+#include <QStringList>
+#include <QVector>
+
+#include <optional>
+#include <utility>
+
+/// Reads commands, one a line; blank lines and lines that begin with # are none.
+class ScriptParser
+{
+public:
+    explicit ScriptParser(QStringList knownSignals)
+        : signalNames(std::move(knownSignals))
+    {}
+
+    /// Reads one line. @return the command, or nothing: an empty line if errorText() is empty, else a
+    /// mistake.
+    std::optional<ScriptCommand> parseLine(const QString &line);
+    /// Reads a whole script. @return nothing at the first mistake; errorText() names the line then.
+    std::optional<QVector<ScriptCommand>> parseAll(const QByteArray &script);
+    QString errorText() const { return error; }
+
+private:
+    std::optional<ScriptCommand> parseCommand(const QString &word, const QString &rest);
+    std::optional<ScriptCommand> parseText(const QString &rest);
+    std::optional<ScriptCommand> parseSet(const QString &rest);
+    std::optional<ScriptCommand> parseWait(const QString &rest);
+    std::optional<ScriptCommand> parseWaitFor(const QString &rest);
+    std::optional<ScriptCommand> parseBare(ScriptCommand::Kind kind, const QString &rest);
+    std::nullopt_t fail(const QString &why);
+
+    QStringList signalNames;
+    QString error;
+};

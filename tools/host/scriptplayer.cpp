@@ -1,0 +1,91 @@
+// SPDX-License-Identifier: MIT
+#include "host/scriptplayer.h"
+
+#include "common/exitcode.h"
+#include "host/linereader.h"
+
+ScriptPlayer::ScriptPlayer(LatestValues *values, const QStringList &knownSignals, QObject *parent)
+    : QObject(parent)
+    , parser(knownSignals)
+    , runner(values)
+{
+    connect(&runner, &ScriptRunner::done, this, &ScriptPlayer::next);
+    connect(&runner, &ScriptRunner::timedOut, this, &ScriptPlayer::onTimedOut);
+    connect(&runner, &ScriptRunner::statusAsked, this, &ScriptPlayer::statusAsked);
+    connect(&runner, &ScriptRunner::quitAsked, this, &ScriptPlayer::quitAsked);
+}
+
+void ScriptPlayer::play(const QVector<ScriptCommand> &script)
+{
+    commands = script;
+    next();
+}
+
+void ScriptPlayer::follow(int fd, Source kind)
+{
+    source = kind;
+    reader = new LineReader(fd, this);
+    connect(reader, &LineReader::lineRead, this, &ScriptPlayer::onLine);
+    connect(reader, &LineReader::ended, this, &ScriptPlayer::onEnded);
+    next();
+}
+
+void ScriptPlayer::cancel()
+{
+    runner.cancel();
+    commands.clear();
+    if (!reader)
+        return;
+    reader->disconnect(this);
+    reader->deleteLater(); // it may be its line that ends everything
+    reader = nullptr;
+}
+
+void ScriptPlayer::next()
+{
+    if (reader) {
+        if (source == Source::Prompt)
+            Q_EMIT promptReady();
+        reader->request();
+    } else if (position < commands.size()) {
+        const ScriptCommand command = commands.at(position++);
+        line = command.line;
+        runner.run(command);
+    }
+}
+
+void ScriptPlayer::onLine(const QString &text)
+{
+    ++line;
+    if (source == Source::Prompt)
+        Q_EMIT typed(text);
+    const auto command = parser.parseLine(text);
+    if (command)
+        runner.run(*command);
+    else if (parser.errorText().isEmpty())
+        next();
+    else
+        complain(ExitCode::Usage, parser.errorText());
+}
+
+// The end of a script leaves the host running; the end of what is typed is Ctrl-D.
+void ScriptPlayer::onEnded()
+{
+    if (source == Source::Prompt)
+        Q_EMIT quitAsked();
+}
+
+void ScriptPlayer::onTimedOut(const QString &condition)
+{
+    complain(ExitCode::NotHappened, QStringLiteral("wait-for %1: timed out").arg(condition));
+}
+
+void ScriptPlayer::complain(int exitCode, const QString &what)
+{
+    if (source == Source::Script) {
+        Q_EMIT failed(exitCode, QStringLiteral("script line %1: %2").arg(line).arg(what));
+        return;
+    }
+    Q_EMIT mistaken(what);
+    next();
+}

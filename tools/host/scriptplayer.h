@@ -1,0 +1,55 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "host/scriptparser.h"
+#include "host/scriptrunner.h"
+
+#include <QObject>
+#include <QVector>
+
+class LineReader;
+
+/// Runs the commands of a script, or those that come in on a file descriptor, one after the other.
+///
+/// At a prompt mistakes are reported and the prompt goes on; in a script they end it.
+class ScriptPlayer : public QObject
+{
+    Q_OBJECT
+
+public:
+    enum class Source { Script, Prompt };
+
+    ScriptPlayer(LatestValues *values, const QStringList &knownSignals, QObject *parent = nullptr);
+
+    void play(const QVector<ScriptCommand> &commands);
+    /// Reads the commands while running them.
+    void follow(int fd, Source source);
+    void cancel();
+
+Q_SIGNALS:
+    void statusAsked();
+    void quitAsked();
+    /// A command of a script could not be carried out; the message names its line. Nothing follows.
+    void failed(int exitCode, const QString &message);
+    /// The same at a prompt, which goes on.
+    void mistaken(const QString &message);
+    /// A prompt is ready for a line.
+    void promptReady();
+    /// A line was typed at a prompt.
+    void typed(const QString &line);
+
+private:
+    void next();
+    void onLine(const QString &text);
+    void onEnded();
+    void onTimedOut(const QString &condition);
+    void complain(int exitCode, const QString &what);
+
+    ScriptParser parser;
+    ScriptRunner runner;
+    QVector<ScriptCommand> commands;
+    int position = 0;
+    int line = 0;
+    LineReader *reader = nullptr;
+    Source source = Source::Script;
+};

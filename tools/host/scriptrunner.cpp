@@ -1,0 +1,81 @@
+// SPDX-License-Identifier: MIT
+#include "host/scriptrunner.h"
+
+#include "app/app.h"
+#include "host/latestvalues.h"
+
+#include <utility>
+
+ScriptRunner::ScriptRunner(LatestValues *seen, QObject *parent)
+    : QObject(parent)
+    , values(seen)
+{
+    timer.setSingleShot(true);
+    timer.setTimerType(Qt::PreciseTimer);
+    connect(&timer, &QTimer::timeout, this, &ScriptRunner::onTimeout);
+    connect(values, &LatestValues::stored, this, [this](const QString &name) {
+        if (waiting && waiting->condition.signal == name)
+            check();
+    });
+}
+
+void ScriptRunner::run(const ScriptCommand &command)
+{
+    switch (command.kind) {
+    case ScriptCommand::Kind::Text:
+        runningApp()->sendMessage(command.text, TextToGround::Information);
+        break;
+    case ScriptCommand::Kind::Set:
+        runningApp()->updateSetting(command.group.constData(), command.name.constData(), command.text);
+        break;
+    case ScriptCommand::Kind::Status:
+        Q_EMIT statusAsked();
+        break;
+    case ScriptCommand::Kind::Quit:
+        Q_EMIT quitAsked();
+        return;
+    case ScriptCommand::Kind::Wait:
+        timer.start(command.time);
+        return;
+    case ScriptCommand::Kind::WaitFor:
+        waitFor(command);
+        return;
+    }
+    finishSoon();
+}
+
+void ScriptRunner::cancel()
+{
+    timer.stop();
+    waiting.reset();
+}
+
+void ScriptRunner::waitFor(const ScriptCommand &command)
+{
+    waiting = command;
+    timer.start(command.time);
+    check();
+}
+
+// From inside the emission of a signal of the plugin: the next command is not to be run in there.
+void ScriptRunner::check()
+{
+    if (!waiting->condition.isMetBy(values->value(waiting->condition.signal)))
+        return;
+    waiting.reset();
+    finishSoon();
+}
+
+void ScriptRunner::onTimeout()
+{
+    const auto unmet = std::exchange(waiting, std::nullopt);
+    if (unmet)
+        Q_EMIT timedOut(unmet->text);
+    else
+        Q_EMIT done();
+}
+
+void ScriptRunner::finishSoon()
+{
+    timer.start(0);
+}

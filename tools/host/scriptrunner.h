@@ -1,0 +1,43 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "host/scriptcommand.h"
+
+#include <QObject>
+#include <QTimer>
+
+#include <optional>
+
+class LatestValues;
+
+/// Carries out one command at a time. The outcome always comes from the event loop, never from inside run().
+class ScriptRunner : public QObject
+{
+    Q_OBJECT
+
+public:
+    /// @param values what wait-for looks at; must outlive this object.
+    explicit ScriptRunner(LatestValues *values, QObject *parent = nullptr);
+
+    /// Not to be called before the command before is done.
+    void run(const ScriptCommand &command);
+    /// Gives up the command that runs; no outcome follows.
+    void cancel();
+
+Q_SIGNALS:
+    void done();
+    /// A wait-for was not fulfilled in time.
+    void timedOut(const QString &condition);
+    void statusAsked();
+    void quitAsked();
+
+private:
+    void waitFor(const ScriptCommand &command);
+    void check();
+    void onTimeout();
+    void finishSoon();
+
+    LatestValues *values;
+    QTimer timer;
+    std::optional<ScriptCommand> waiting; // the wait-for that is not fulfilled yet
+};

@@ -1,0 +1,80 @@
+// SPDX-License-Identifier: MIT
+#include "host/statustable.h"
+
+#include "host/latestvalues.h"
+#include "host/satellitecount.h"
+#include "host/valuewords.h"
+
+QVector<StatusTable::Row> StatusTable::rows() const
+{
+    return {autopilot(),
+            attitude(),
+            row("Position", "gpsCoordinate", ValueWords::position),
+            row("Local position", "vehicleLocalPos", ValueWords::localPosition),
+            row("Velocity", "velocity", ValueWords::speed),
+            altitude(),
+            altimeter(),
+            row("Satellites", SatelliteCount::Name,
+                [](const QCborValue &count) { return QString::number(count.toInteger()); }),
+            row("Logging", "daqEnabled", ValueWords::onOff),
+            clock()};
+}
+
+QString StatusTable::line() const
+{
+    QStringList parts;
+    const QVector<Row> all = rows();
+    for (const Row &each : all)
+        if (each.known)
+            parts.append(each.label.toLower() + QLatin1Char(' ') + each.text);
+    return parts.join(QLatin1String(" | "));
+}
+
+StatusTable::Row StatusTable::row(const char *label, const char *signal,
+                                  QString (*words)(const QCborValue &)) const
+{
+    const QString name = QLatin1String(signal);
+    const bool known = values.contains(name);
+    return {QLatin1String(label), known ? words(values.value(name)) : QStringLiteral("-"), name, Tone::Plain,
+            known};
+}
+
+StatusTable::Row StatusTable::autopilot() const
+{
+    Row result = row("Autopilot", "autopilotStatus", ValueWords::autopilotStatus);
+    if (result.known)
+        result.tone = values.value(result.signal).toInteger() == 2 ? Tone::Good : Tone::Bad;
+    return result;
+}
+
+StatusTable::Row StatusTable::attitude() const
+{
+    Row result = row("Attitude", "roll", ValueWords::angle);
+    if (result.known)
+        result.text = QStringLiteral("roll %1, pitch %2, yaw %3")
+                          .arg(result.text, ValueWords::angle(values.value(QStringLiteral("pitch"))),
+                               ValueWords::angle(values.value(QStringLiteral("yaw"))));
+    return result;
+}
+
+StatusTable::Row StatusTable::altitude() const
+{
+    Row result = row("Altitude", "altitude", ValueWords::altitude);
+    if (result.known && values.value(result.signal).toMap().value(QLatin1String("status")).toInteger() != 0)
+        result.tone = Tone::Bad;
+    return result;
+}
+
+StatusTable::Row StatusTable::altimeter() const
+{
+    return row("Altimeter", "rawAltimeterValue", [](const QCborValue &reading) {
+        return ValueWords::metres(reading.toMap().value(QLatin1String("value")));
+    });
+}
+
+StatusTable::Row StatusTable::clock() const
+{
+    return row("Clock", "timeIsSet", [](const QCborValue &set) {
+        return set.toBool() ? QStringLiteral("set from the autopilot") : QStringLiteral("not set");
+    });
+}

@@ -1,0 +1,45 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <QCborValue>
+#include <QString>
+#include <QStringList>
+#include <QVector>
+
+class LatestValues;
+
+/// The state of the vehicle as labelled rows.
+class StatusTable
+{
+public:
+    enum class Tone { Plain, Good, Bad };
+
+    struct Row
+    {
+        QString label;
+        QString text;
+        QString signal; ///< Whose age is the row's; empty: none.
+        Tone tone = Tone::Plain;
+        bool known = true; ///< The signal has been seen.
+    };
+
+    /// @param values must outlive this object.
+    explicit StatusTable(const LatestValues &latest)
+        : values(latest)
+    {}
+
+    /// Always the same rows; those whose signal has not been seen say so.
+    QVector<Row> rows() const;
+    /// The rows with a value in one line.
+    QString line() const;
+
+private:
+    Row row(const char *label, const char *signal, QString (*words)(const QCborValue &)) const;
+    Row autopilot() const;
+    Row attitude() const;
+    Row altitude() const;
+    Row altimeter() const;
+    Row clock() const;
+
+    const LatestValues &values;
+};

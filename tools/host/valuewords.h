@@ -1,0 +1,25 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <QCborValue>
+#include <QString>
+
+/// Values of signals in words that people read, with units. What has not been seen is "-".
+namespace ValueWords {
+
+QString autopilotStatus(const QCborValue &status);
+/// Radians in, degrees out.
+QString angle(const QCborValue &radians);
+QString metres(const QCborValue &value);
+QString speed(const QCborValue &metresPerSecond);
+/// Latitude and longitude as N, S, E and W.
+QString position(const QCborValue &coordinates);
+QString localPosition(const QCborValue &northEastDown);
+/// Value and range status of an altitude.
+QString altitude(const QCborValue &reading);
+QString rangeStatus(qint64 status);
+QString onOff(const QCborValue &value);
+/// How long ago something was, in about five characters; -1: never.
+QString age(qint64 ms);
+
+} // namespace ValueWords
