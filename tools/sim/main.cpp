@@ -1,0 +1,58 @@
+// SPDX-License-Identifier: MIT
+#include "common/exitcode.h"
+#include "common/unixsignals.h"
+#include "sim/replaysession.h"
+
+#include <QCoreApplication>
+
+#include <csignal>
+#include <cstdio>
+#include <utility>
+
+namespace {
+
+int run(const SimOptions &options)
+{
+    QString error;
+    std::unique_ptr<Recording> recording = Recording::open(options.recording, options.baud, &error);
+    if (!recording) {
+        Report::error(error);
+        return ExitCode::BadFile;
+    }
+    ReplaySession session(options, std::move(recording));
+    UnixSignals signals;
+    QObject::connect(&signals, &UnixSignals::endRequested, &session,
+                     [] { QCoreApplication::exit(ExitCode::Done); });
+    QObject::connect(&session, &ReplaySession::ended, &session,
+                     [](int code) { QCoreApplication::exit(code); });
+    if (!session.open())
+        return ExitCode::LinkFailed;
+    return QCoreApplication::exec();
+}
+
+} // namespace
+
+int main(int argc, char *argv[])
+{
+    // A client that has gone, or a closed stdout, shows as a failed write.
+    std::signal(SIGPIPE, SIG_IGN);
+    QCoreApplication app(argc, argv);
+    QCoreApplication::setApplicationName(QStringLiteral("noflailsten-sim"));
+    QString error;
+    const std::optional<SimOptions> options = SimOptions::parse(QCoreApplication::arguments(), &error);
+    if (!options) {
+        Report::error(error);
+        return ExitCode::Usage;
+    }
+    switch (options->action) {
+    case SimOptions::Action::ShowHelp:
+        std::fputs(qPrintable(SimOptions::helpText()), stdout);
+        return ExitCode::Done;
+    case SimOptions::Action::ShowVersion:
+        std::puts("noflailsten-sim " NOFLAILSTEN_VERSION);
+        return ExitCode::Done;
+    case SimOptions::Action::Run:
+        break;
+    }
+    return run(*options);
+}

@@ -1,0 +1,54 @@
+// SPDX-License-Identifier: MIT
+#include "sim/report.h"
+
+#include "common/jsonline.h"
+
+#include <cstdio>
+
+namespace {
+
+void writeLine(std::FILE *stream, const QString &text)
+{
+    const QByteArray line = text.toLocal8Bit() + '\n';
+    std::fwrite(line.constData(), 1, static_cast<size_t>(line.size()), stream);
+    std::fflush(stream);
+}
+
+} // namespace
+
+void Report::listening(const QString &address) const
+{
+    if (json)
+        writeJsonLine({{"event", QStringLiteral("listening")}, {"address", address}});
+    else
+        writeLine(stdout, QStringLiteral("listening on ") + address);
+}
+
+void Report::client(const QString &address, bool connected) const
+{
+    if (json)
+        writeJsonLine({{"event", QStringLiteral("client")}, {"address", address}, {"connected", connected}});
+    else
+        note(address + (connected ? QStringLiteral(": a client joined") : QStringLiteral(": a client left")));
+}
+
+void Report::finished(qint64 bytes, qint64 pauses) const
+{
+    if (json)
+        writeJsonLine({{"event", QStringLiteral("finished")}, {"bytes", bytes}, {"pauses", pauses}});
+    else
+        note(QStringLiteral("finished: %1 bytes replayed, waited %2 times for a reader")
+                 .arg(bytes)
+                 .arg(pauses));
+}
+
+void Report::note(const QString &text) const
+{
+    if (!quiet)
+        writeLine(stderr, QStringLiteral("noflailsten-sim: ") + text);
+}
+
+void Report::error(const QString &text)
+{
+    writeLine(stderr, QStringLiteral("noflailsten-sim: ") + text);
+}

@@ -1,0 +1,28 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <QString>
+
+/// What the simulator tells its user: on stdout the links that are open, or with JSON one object an event; on
+/// stderr notes and errors.
+class Report
+{
+public:
+    Report(bool asJson, bool beQuiet)
+        : json(asJson)
+        , quiet(beQuiet)
+    {}
+
+    void listening(const QString &address) const;
+    void clientJoined(const QString &address) const { client(address, true); }
+    void clientLeft(const QString &address) const { client(address, false); }
+    void finished(qint64 bytes, qint64 pauses) const;
+    static void error(const QString &text);
+
+private:
+    void client(const QString &address, bool connected) const;
+    void note(const QString &text) const;
+
+    bool json;
+    bool quiet;
+};

@@ -1,0 +1,28 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "common/linkaddress.h"
+
+#include <QStringList>
+#include <QVector>
+
+#include <optional>
+
+/// What the simulator was asked to do.
+struct SimOptions
+{
+    enum class Action { Run, ShowHelp, ShowVersion };
+
+    Action action = Action::Run;
+    QString recording;
+    QVector<LinkAddress> links; ///< At least one.
+    double speed = 1;           ///< Finite and above 0.
+    qint32 baud = 57600;        ///< Above 0.
+    bool loop = false;
+    bool json = false;
+    bool quiet = false;
+
+    /// The arguments start with the program's name. Nothing when they are wrong; then error says why.
+    [[nodiscard]] static std::optional<SimOptions> parse(const QStringList &arguments, QString *error);
+    static QString helpText();
+};
