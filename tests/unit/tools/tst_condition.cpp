@@ -1,0 +1,156 @@
+// SPDX-License-Identifier: MIT
+#include "host/condition.h"
+
+#include <QCborValue>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QtTest>
+
+namespace {
+
+const QStringList Names{QStringLiteral("roll"), QStringLiteral("velocity"), QStringLiteral("altitude"),
+                        QStringLiteral("plugin.data"), QStringLiteral("plugin.dataReceived")};
+
+QCborValue fromText(const QByteArray &text)
+{
+    return QCborValue::fromJsonValue(
+        QJsonDocument::fromJson("{\"v\":" + text + "}").object().value(QLatin1String("v")));
+}
+
+} // namespace
+
+class TestCondition : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void parse_data();
+    void parse();
+    void parse_ofAMistake_says_data();
+    void parse_ofAMistake_says();
+    void isMetBy_data();
+    void isMetBy();
+    void isMetBy_aSignalNotSeen_isFalse();
+};
+
+void TestCondition::parse_data()
+{
+    QTest::addColumn<QString>("text");
+    QTest::addColumn<QString>("signal");
+    QTest::addColumn<QStringList>("fields");
+    QTest::addColumn<int>("comparison");
+    QTest::addColumn<QString>("value");
+    const auto row = [](const char *text, const char *signal, const char *fields,
+                        Condition::Comparison comparison, const char *value) {
+        QTest::newRow(text) << QString::fromLatin1(text) << QString::fromLatin1(signal)
+                            << QString::fromLatin1(fields).split(QLatin1Char('.'), Qt::SkipEmptyParts)
+                            << int(comparison) << QString::fromLatin1(value);
+    };
+    row("roll", "roll", "", Condition::Comparison::Seen, "");
+    row("roll=1", "roll", "", Condition::Comparison::Equal, "1");
+    row("roll<-1.5e3", "roll", "", Condition::Comparison::Less, "-1.5e3");
+    row("velocity>2", "velocity", "", Condition::Comparison::Greater, "2");
+    row("altitude.value>10", "altitude", "value", Condition::Comparison::Greater, "10");
+    row("altitude.a.b=x", "altitude", "a.b", Condition::Comparison::Equal, "x");
+    row("plugin.dataReceived.data=ab=cd", "plugin.dataReceived", "data", Condition::Comparison::Equal,
+        "ab=cd");
+    row("plugin.data.received", "plugin.data", "received", Condition::Comparison::Seen, "");
+    row("roll=", "roll", "", Condition::Comparison::Equal, "");
+}
+
+void TestCondition::parse()
+{
+    QFETCH(QString, text);
+    QString error;
+    const auto condition = Condition::parse(text, Names, error);
+    QVERIFY2(condition, qPrintable(error));
+    QTEST(condition->signal, "signal");
+    QTEST(condition->fields, "fields");
+    QTEST(int(condition->comparison), "comparison");
+    QTEST(condition->value, "value");
+}
+
+void TestCondition::parse_ofAMistake_says_data()
+{
+    QTest::addColumn<QString>("text");
+    QTest::addColumn<QString>("error");
+    QTest::newRow("unknown") << "pitch=1"
+                             << "no signal is called pitch=1";
+    QTest::newRow("longer than a name") << "rolling"
+                                        << "no signal is called rolling";
+    QTest::newRow("empty") << ""
+                           << "no signal is called ";
+    QTest::newRow("no field") << "altitude.>1"
+                              << "a field name is missing in altitude.>1";
+    QTest::newRow("no inner field") << "altitude.a..b"
+                                    << "a field name is missing in altitude.a..b";
+    QTest::newRow("less than a word") << "roll<x"
+                                      << "a number is missing in roll<x";
+    QTest::newRow("greater than nothing") << "roll>"
+                                          << "a number is missing in roll>";
+}
+
+void TestCondition::parse_ofAMistake_says()
+{
+    QFETCH(QString, text);
+    QString error;
+    QVERIFY(!Condition::parse(text, Names, error));
+    QTEST(error, "error");
+}
+
+void TestCondition::isMetBy_data()
+{
+    QTest::addColumn<QString>("text");
+    QTest::addColumn<QByteArray>("value");
+    QTest::addColumn<bool>("met");
+    const auto row = [](const char *text, const char *value, bool met) {
+        QTest::addRow("%s of %s", text, value) << QString::fromLatin1(text) << QByteArray(value) << met;
+    };
+    row("roll", "null", true);
+    row("roll=2", "2", true);
+    row("roll=2.0", "2", true);
+    row("roll=2", "3", false);
+    row("roll=x", "2", false);
+    row("roll=0.1", "0.10000000149011612", true); // single precision
+    row("roll=0.1", "0.1000001", false);
+    row("altitude.latitude=47.3977419", "{\"latitude\":47.3977418}", false);
+    row("roll<2", "1.5", true);
+    row("roll<2", "2", false);
+    row("roll>2", "2.5", true);
+    row("roll>2", "2", false);
+    row("roll=true", "true", true);
+    row("roll=false", "true", false);
+    row("roll=1", "true", true);
+    row("roll=0", "true", false);
+    row("roll=null", "null", true);
+    row("roll>1", "null", false);
+    row("roll>1", "true", false);
+    row("roll=on", "\"on\"", true);
+    row("roll=on", "\"only\"", false);
+    row("roll>1", "\"2\"", false);
+    row("altitude.status=0", "{\"status\":0,\"value\":5}", true);
+    row("altitude.value>4", "{\"status\":0,\"value\":5}", true);
+    row("altitude.other", "{\"status\":0}", false);
+    row("altitude.status.deeper", "{\"status\":0}", false);
+    row("altitude=0", "{\"status\":0}", false);
+}
+
+void TestCondition::isMetBy()
+{
+    QFETCH(QString, text);
+    QFETCH(QByteArray, value);
+    QString error;
+    const auto condition = Condition::parse(text, Names, error);
+    QVERIFY2(condition, qPrintable(error));
+    QTEST(condition->isMetBy(fromText(value)), "met");
+}
+
+void TestCondition::isMetBy_aSignalNotSeen_isFalse()
+{
+    QString error;
+    QVERIFY(
+        !Condition::parse(QStringLiteral("roll"), Names, error)->isMetBy(QCborValue(QCborValue::Undefined)));
+}
+
+QTEST_GUILESS_MAIN(TestCondition)
+#include "tst_condition.moc"

@@ -1,0 +1,153 @@
+// SPDX-License-Identifier: MIT
+#include "host/scriptparser.h"
+
+#include <QtTest>
+
+using Kind = ScriptCommand::Kind;
+
+Q_DECLARE_METATYPE(ScriptCommand::Kind)
+
+class TestScriptParser : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void parseLine_ofNoCommand_isNoMistake_data();
+    void parseLine_ofNoCommand_isNoMistake();
+    void parseLine_data();
+    void parseLine();
+    void parseLine_ofAMistake_says_data();
+    void parseLine_ofAMistake_says();
+    void waitFor_keepsItsCondition();
+    void parseAll_numbersLinesAsAnEditorDoes();
+    void parseAll_ofAMistake_namesItsLine();
+
+private:
+    ScriptParser parser{{QStringLiteral("roll"), QStringLiteral("textToGround")}};
+};
+
+void TestScriptParser::parseLine_ofNoCommand_isNoMistake_data()
+{
+    QTest::addColumn<QString>("line");
+    QTest::newRow("empty") << "";
+    QTest::newRow("blanks") << " \t ";
+    QTest::newRow("comment") << "# quit";
+    QTest::newRow("indented comment") << "  #quit";
+}
+
+void TestScriptParser::parseLine_ofNoCommand_isNoMistake()
+{
+    QFETCH(QString, line);
+    QVERIFY(!parser.parseLine(line));
+    QCOMPARE(parser.errorText(), QString());
+}
+
+void TestScriptParser::parseLine_data()
+{
+    QTest::addColumn<QString>("line");
+    QTest::addColumn<Kind>("kind");
+    QTest::addColumn<QString>("text");
+    QTest::addColumn<qint64>("timeMs");
+
+    QTest::newRow("text") << "text hello,  world " << Kind::Text << "hello,  world" << qint64(0);
+    QTest::newRow("set") << "set MAV SYSTEM_ID 7" << Kind::Set << "7" << qint64(0);
+    QTest::newRow("set to words") << "set\tMAV  SERIAL_DEVICE a b" << Kind::Set << "a b" << qint64(0);
+    QTest::newRow("wait") << "wait 0.25" << Kind::Wait << "" << qint64(250);
+    QTest::newRow("wait not at all") << "wait 0" << Kind::Wait << "" << qint64(0);
+    QTest::newRow("wait-for") << "wait-for roll" << Kind::WaitFor << "roll" << qint64(60000);
+    QTest::newRow("wait-for, with a time")
+        << "wait-for roll>1 1.5" << Kind::WaitFor << "roll>1" << qint64(1500);
+    QTest::newRow("wait-for, quoted")
+        << "wait-for textToGround.text=\"a b\" 2" << Kind::WaitFor << "textToGround.text=a b" << qint64(2000);
+    QTest::newRow("status") << " status\r" << Kind::Status << "" << qint64(0);
+    QTest::newRow("quit") << "quit" << Kind::Quit << "" << qint64(0);
+}
+
+void TestScriptParser::parseLine()
+{
+    QFETCH(QString, line);
+    const auto command = parser.parseLine(line);
+    QVERIFY2(command, qPrintable(parser.errorText()));
+    QTEST(command->kind, "kind");
+    QTEST(command->text, "text");
+    QTEST(qint64(command->time.count()), "timeMs");
+    if (command->kind == Kind::Set)
+        QCOMPARE(command->group, QByteArray("MAV"));
+}
+
+void TestScriptParser::parseLine_ofAMistake_says_data()
+{
+    QTest::addColumn<QString>("line");
+    QTest::addColumn<QString>("error");
+
+    QTest::newRow("unknown") << "dance now"
+                             << "unknown command dance; there are text, set, wait, wait-for, status, quit";
+    QTest::newRow("letter case") << "Quit"
+                                 << "unknown command Quit; there are text, set, wait, wait-for, status, quit";
+    QTest::newRow("text of nothing") << "text  "
+                                     << "expected text WORDS";
+    QTest::newRow("set of nothing") << "set"
+                                    << "expected set GROUP NAME VALUE";
+    QTest::newRow("set without a value") << "set MAV SYSTEM_ID"
+                                         << "expected set GROUP NAME VALUE";
+    QTest::newRow("set of no setting") << "set MAV NOTHING 1"
+                                       << "there is no setting MAV/NOTHING";
+    QTest::newRow("set of telemetry") << "set ro ll 1"
+                                      << "there is no setting ro/ll";
+    QTest::newRow("wait for ever") << "wait"
+                                   << "expected wait SECONDS";
+    QTest::newRow("wait backwards") << "wait -1"
+                                    << "expected wait SECONDS";
+    QTest::newRow("wait for no number") << "wait nan"
+                                        << "expected wait SECONDS";
+    QTest::newRow("wait too long") << "wait 1e7"
+                                   << "expected wait SECONDS";
+    QTest::newRow("wait twice") << "wait 1 1"
+                                << "expected wait SECONDS";
+    QTest::newRow("wait-for nothing") << "wait-for"
+                                      << "expected wait-for SIGNAL[.FIELD][(=|<|>)VALUE] [TIMEOUT]";
+    QTest::newRow("wait-for no signal") << "wait-for pitch"
+                                        << "no signal is called pitch";
+    QTest::newRow("wait-for no number") << "wait-for roll>x"
+                                        << "a number is missing in roll>x";
+    QTest::newRow("wait-for no time") << "wait-for roll soon"
+                                      << "expected a time-out in seconds, not soon";
+    QTest::newRow("status of something") << "status roll"
+                                         << "unexpected roll";
+    QTest::newRow("quit with a code") << "quit 3"
+                                      << "unexpected 3";
+}
+
+void TestScriptParser::parseLine_ofAMistake_says()
+{
+    QFETCH(QString, line);
+    QVERIFY(!parser.parseLine(line));
+    QTEST(parser.errorText(), "error");
+}
+
+void TestScriptParser::waitFor_keepsItsCondition()
+{
+    const auto command = parser.parseLine(QStringLiteral("wait-for textToGround.type=1"));
+    QVERIFY(command);
+    QCOMPARE(command->condition.signal, QStringLiteral("textToGround"));
+    QCOMPARE(command->condition.fields, QStringList{QStringLiteral("type")});
+    QCOMPARE(command->condition.value, QStringLiteral("1"));
+}
+
+void TestScriptParser::parseAll_numbersLinesAsAnEditorDoes()
+{
+    const auto commands = parser.parseAll("# first\n\nwait 1\r\nquit");
+    QVERIFY(commands);
+    QCOMPARE(commands->size(), 2);
+    QCOMPARE(commands->at(0).line, 3);
+    QCOMPARE(commands->at(1).line, 4);
+}
+
+void TestScriptParser::parseAll_ofAMistake_namesItsLine()
+{
+    QVERIFY(!parser.parseAll("wait 1\n\nwait x\ndance\n"));
+    QCOMPARE(parser.errorText(), QStringLiteral("script line 3: expected wait SECONDS"));
+}
+
+QTEST_GUILESS_MAIN(TestScriptParser)
+#include "tst_scriptparser.moc"
