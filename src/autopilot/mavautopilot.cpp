@@ -2,6 +2,9 @@
 #include "autopilot/mavautopilot.h"
 
 #include "app/app.h"
+#include "autopilot/messageoutlet.h"
+#include "autopilot/telemetryrequests.h"
+#include "communication/mavcommunicator.h"
 #include "communication/monitormessage.h"
 #include "connection/tcpconnection.h"
 #include "connection/uartconnection.h"
@@ -14,12 +17,8 @@
 
 namespace {
 
-namespace msg = mavlink::common::msg;
-
 constexpr int HeartbeatPeriodMs = 1000;
 constexpr int SubscribePeriodMs = 10000;
-constexpr float MicrosecondsPerSecond = 1000000.0F;
-constexpr quint8 AutopilotComponent = 1;
 constexpr qint16 AltimeterPayloadTag = 7;
 constexpr MessageId StatusMessage{1};
 constexpr PayloadId AltimeterPayload{4};
@@ -44,7 +43,7 @@ MavAutopilot::MavAutopilot()
     readSettings();
     createConnection();
     connect(connection, &IConnection::dataReceived, this, &MavAutopilot::dispatchReceivedData);
-    connect(this, &MavAutopilot::messageReceived, this, &MavAutopilot::onMessageReceived);
+    createCarrier();
 }
 
 MavAutopilot::~MavAutopilot() = default;
@@ -92,9 +91,19 @@ void MavAutopilot::createConnection()
     connection = new UartConnection(this);
 }
 
+// The order of the connections is the order of delivery: the ground link sees a message before the telemetry.
+void MavAutopilot::createCarrier()
+{
+    carrier = new MavCommunicator(sendingPeriodMs, this);
+    auto *outlet = new MessageOutlet([this](const mavlink::Message &message) { sendMessage(message); }, this);
+    connect(this, &MavAutopilot::messageReceived, carrier, &MavCommunicator::onMessageReceived);
+    connect(this, &MavAutopilot::messageReceived, this, &MavAutopilot::onMessageReceived);
+    connect(carrier, &MavCommunicator::sendMavlinkMessage, outlet, &MessageOutlet::send);
+}
+
 ICommunicator *MavAutopilot::communicator()
 {
-    return nullptr;
+    return carrier;
 }
 
 IVirtualStick *MavAutopilot::virtualStick()
@@ -125,6 +134,7 @@ bool MavAutopilot::start()
         return false;
     }
     info() << "Connected to autopilot";
+    carrier->start();
     linkStatus = 1;
     started = true;
     return true;
@@ -133,6 +143,7 @@ bool MavAutopilot::start()
 void MavAutopilot::stop()
 {
     connection->close();
+    carrier->stop();
     stopTimers();
     started = false;
 }
@@ -200,53 +211,13 @@ void MavAutopilot::sendHeartbeat()
 
 void MavAutopilot::subscribe()
 {
+    const auto request = [this](const mavlink::Message &message) { trySubscribeRequest(message); };
     if (autopilotType == Px4)
-        subscribePx4();
+        TelemetryRequests::forPx4(static_cast<quint8>(targetSystemId), telemetryRate, request);
     else if (autopilotType == ArduPilot)
-        subscribeArduPilot();
+        TelemetryRequests::forArduPilot(static_cast<quint8>(targetSystemId), telemetryRate, request);
     else
         criticalLine(*this) << "Unknown autopilot type detected : " << autopilotType;
-}
-
-void MavAutopilot::subscribePx4()
-{
-    struct Request
-    {
-        mavlink::msgid_t messageId;
-        float intervalUs;
-    };
-    const float telemetryIntervalUs = MicrosecondsPerSecond / static_cast<float>(telemetryRate);
-    // GPS2_RAW (124), though GPS_RAW_INT (24) is what we handle: that is what autopilots in the field are
-    // used to be asked.
-    const Request requests[] = {{msg::GPS2_RAW::MSG_ID, telemetryIntervalUs},
-                                {mavlink::standard::msg::GLOBAL_POSITION_INT::MSG_ID, telemetryIntervalUs},
-                                {msg::ATTITUDE::MSG_ID, telemetryIntervalUs},
-                                {msg::SYSTEM_TIME::MSG_ID, MicrosecondsPerSecond},
-                                {msg::DISTANCE_SENSOR::MSG_ID, MicrosecondsPerSecond}};
-    for (const Request &request : requests) {
-        msg::COMMAND_LONG command{};
-        command.target_system = static_cast<quint8>(targetSystemId);
-        command.target_component = AutopilotComponent;
-        command.command = static_cast<quint16>(mavlink::ardupilotmega::MAV_CMD::SET_MESSAGE_INTERVAL);
-        command.param1 = static_cast<float>(request.messageId);
-        command.param2 = request.intervalUs;
-        trySubscribeRequest(command);
-    }
-}
-
-void MavAutopilot::subscribeArduPilot()
-{
-    using mavlink::common::MAV_DATA_STREAM;
-    for (const MAV_DATA_STREAM stream : {MAV_DATA_STREAM::POSITION, MAV_DATA_STREAM::EXTENDED_STATUS,
-                                         MAV_DATA_STREAM::EXTRA1, MAV_DATA_STREAM::EXTRA3}) {
-        msg::REQUEST_DATA_STREAM request{};
-        request.target_system = static_cast<quint8>(targetSystemId);
-        request.target_component = AutopilotComponent;
-        request.req_stream_id = static_cast<quint8>(stream);
-        request.req_message_rate = static_cast<quint16>(telemetryRate);
-        request.start_stop = 1;
-        trySubscribeRequest(request);
-    }
 }
 
 void MavAutopilot::trySubscribeRequest(const mavlink::Message &message)

@@ -9,6 +9,7 @@
 #include <QElapsedTimer>
 
 class IConnection;
+class MavCommunicator;
 
 /// The autopilot driver: a PX4 or ArduPilot flight controller over MAVLink.
 ///
@@ -76,12 +77,11 @@ protected:
 private:
     void readSettings();
     void createConnection();
+    void createCarrier();
     void killTimerId(int &timerId);
 
     void reportStatus();
     void sendHeartbeat();
-    void subscribePx4();
-    void subscribeArduPilot();
 
     bool isFromAutopilot(const mavlink::mavlink_message_t &message) const;
     void handleHeartbeat(const mavlink::mavlink_message_t &message);
@@ -89,6 +89,7 @@ private:
     void followArming(bool nowArmed);
 
     IConnection *connection = nullptr;
+    MavCommunicator *carrier = nullptr;
     bool started = false;
     quint8 linkStatus = 0;     // 1 once start() has opened the connection
     quint8 reportedStatus = 0; // 0 no link, 1 link without autopilot, 2 autopilot heard
