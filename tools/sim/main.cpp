@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "common/exitcode.h"
 #include "common/unixsignals.h"
+#include "sim/autopilotsession.h"
 #include "sim/replaysession.h"
 
 #include <QCoreApplication>
@@ -11,7 +12,20 @@
 
 namespace {
 
-int run(const SimOptions &options)
+int runAutopilot(const SimOptions &options)
+{
+    AutopilotSession session(options);
+    UnixSignals signals;
+    QObject::connect(&signals, &UnixSignals::endRequested, &session,
+                     [] { QCoreApplication::exit(ExitCode::Done); });
+    if (!session.open())
+        return ExitCode::LinkFailed;
+    const int code = QCoreApplication::exec();
+    session.reportEnd();
+    return code;
+}
+
+int runReplay(const SimOptions &options)
 {
     QString error;
     std::unique_ptr<Recording> recording = Recording::open(options.recording, options.baud, &error);
@@ -54,5 +68,5 @@ int main(int argc, char *argv[])
     case SimOptions::Action::Run:
         break;
     }
-    return run(*options);
+    return options->autopilot ? runAutopilot(*options) : runReplay(*options);
 }

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "sim/player.h"
 
-#include "sim/link.h"
+#include "link/link.h"
 
 #include <algorithm>
 

@@ -17,45 +17,25 @@ ReplaySession::ReplaySession(const SimOptions &wanted, std::unique_ptr<Recording
 
 bool ReplaySession::open()
 {
-    for (const LinkAddress &address : options.links) {
-        if (addLink(address))
-            continue;
-        links.clear();
+    if (!links.open(options.links, report))
         return false;
+    for (const auto &link : links.all()) {
+        connect(link.get(), &Link::clientJoined, &player, &Player::start);
+        connect(link.get(), &Link::finished, this, &ReplaySession::onLinkFinished);
+        player.addLink(link.get());
     }
-    for (const auto &link : links)
-        report.listening(link->address());
-    return true;
-}
-
-bool ReplaySession::addLink(const LinkAddress &address)
-{
-    links.push_back(Link::create(address));
-    Link *link = links.back().get();
-    QString error;
-    if (!link->open(&error)) {
-        Report::error(address.toString() + QLatin1String(": ") + error);
-        return false;
-    }
-    connect(link, &Link::clientJoined, this, [this, link] {
-        report.clientJoined(link->address());
-        player.start();
-    });
-    connect(link, &Link::clientLeft, this, [this, link] { report.clientLeft(link->address()); });
-    connect(link, &Link::finished, this, &ReplaySession::onLinkFinished);
-    player.addLink(link);
     return true;
 }
 
 void ReplaySession::finishLinks()
 {
-    for (const auto &link : links)
+    for (const auto &link : links.all())
         link->finish();
 }
 
 void ReplaySession::onLinkFinished()
 {
-    if (++linksFinished < links.size())
+    if (++linksFinished < links.all().size())
         return;
     report.finished(player.bytesPlayed(), player.pauseCount());
     if (fault.isEmpty())

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "sim/link.h"
+#include "sim/linkgroup.h"
 #include "sim/player.h"
 #include "sim/report.h"
 #include "sim/simoptions.h"
@@ -9,7 +9,6 @@
 #include <QObject>
 
 #include <memory>
-#include <vector>
 
 /// One run of the simulator: a recording, its links, and the replay from the first client to the last byte
 /// taken.
@@ -30,7 +29,6 @@ Q_SIGNALS:
     void ended(int exitCode);
 
 private:
-    bool addLink(const LinkAddress &address);
     void finishLinks();
     void onLinkFinished();
     void onFailed(const QString &reason);
@@ -38,7 +36,7 @@ private:
     const SimOptions options;
     const Report report;
     const std::unique_ptr<Recording> recording;
-    std::vector<std::unique_ptr<Link>> links;
+    LinkGroup links;
     Player player;
     size_t linksFinished = 0;
     QString fault; // why the recording could not be read on

@@ -32,6 +32,23 @@ void Report::client(const QString &address, bool connected) const
         note(address + (connected ? QStringLiteral(": a client joined") : QStringLiteral(": a client left")));
 }
 
+void Report::relay(const Relay::Counters &counters) const
+{
+    if (json)
+        writeJsonLine({{"event", QStringLiteral("relay")},
+                       {"relayed", counters.relayed},
+                       {"lost", counters.lost},
+                       {"dropped", counters.dropped},
+                       {"bad", counters.bad}});
+    else
+        note(QStringLiteral("relayed %1 frames, lost %2 as the forwarding buffer was full, dropped %3 for "
+                            "clients that do not read, %4 bad ones came")
+                 .arg(counters.relayed)
+                 .arg(counters.lost)
+                 .arg(counters.dropped)
+                 .arg(counters.bad));
+}
+
 void Report::finished(qint64 bytes, qint64 pauses) const
 {
     if (json)

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "sim/relay.h"
+
 #include <QString>
 
 /// What the simulator tells its user: on stdout the links that are open, or with JSON one object an event; on
@@ -16,6 +18,7 @@ public:
     void listening(const QString &address) const;
     void clientJoined(const QString &address) const { client(address, true); }
     void clientLeft(const QString &address) const { client(address, false); }
+    void relay(const Relay::Counters &counters) const;
     void finished(qint64 bytes, qint64 pauses) const;
     static void error(const QString &text);
 

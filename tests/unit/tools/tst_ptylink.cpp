@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "sim/ptylink.h"
+#include "link/ptylink.h"
 
 #include <QFileInfo>
 #include <QSignalSpy>
@@ -25,6 +25,14 @@ QByteArray readAvailable(const FileDescriptor &client)
     char bytes[4096];
     const ssize_t size = ::read(client.get(), bytes, sizeof bytes);
     return QByteArray(bytes, size > 0 ? int(size) : 0);
+}
+
+QByteArray allReceived(const QSignalSpy &received)
+{
+    QByteArray all;
+    for (const QList<QVariant> &arguments : received)
+        all += arguments[0].toByteArray();
+    return all;
 }
 
 ssize_t writeWhatFits(const FileDescriptor &client)
@@ -55,7 +63,10 @@ private Q_SLOTS:
     void write_reachesTheClient();
     void write_withoutAClient_isLost();
     void write_toAClientThatDoesNotRead_isQueued_andDroppedWhenItLeaves();
-    void clientInput_isThrownAway();
+    void clientInput_isHandedOn();
+    void inputRightAfterOpening_isHandedOnOnceJoined();
+    void lastWords_comeBeforeTheClientLeaves();
+    void moreInputThanTheTerminalHolds_isAllRead();
     void finish_withoutAClient_isFinished();
     void finish_waitsUntilTheClientHasRead();
     void finish_endsWhenTheClientLeaves();
@@ -191,11 +202,46 @@ void TestPtyLink::write_toAClientThatDoesNotRead_isQueued_andDroppedWhenItLeaves
     QCOMPARE(readAvailable(client), QByteArray());
 }
 
-void TestPtyLink::clientInput_isThrownAway()
+void TestPtyLink::clientInput_isHandedOn()
 {
     const FileDescriptor client = join();
     QVERIFY(client.isValid());
-    // Far more than the kernel holds for a terminal that nobody reads.
+    QSignalSpy received(link.get(), &Link::received);
+    const QByteArray bytes("\x00\x03\x04\x11\x13\r\n\xff", 8);
+    QCOMPARE(::write(client.get(), bytes.constData(), size_t(bytes.size())), ssize_t(bytes.size()));
+    QTRY_COMPARE_WITH_TIMEOUT(allReceived(received), bytes, patienceMs);
+}
+
+void TestPtyLink::inputRightAfterOpening_isHandedOnOnceJoined()
+{
+    QStringList order;
+    connect(link.get(), &Link::clientJoined, link.get(), [&] { order << QStringLiteral("joined"); });
+    connect(link.get(), &Link::received, link.get(),
+            [&](const QByteArray &bytes) { order << QString::fromLatin1(bytes); });
+    const FileDescriptor client = openClient(path);
+    QCOMPARE(::write(client.get(), "first", 5), ssize_t(5));
+    QTRY_COMPARE_WITH_TIMEOUT(order, QStringList({QStringLiteral("joined"), QStringLiteral("first")}),
+                              patienceMs);
+}
+
+void TestPtyLink::lastWords_comeBeforeTheClientLeaves()
+{
+    FileDescriptor client = join();
+    QVERIFY(client.isValid());
+    QStringList order;
+    connect(link.get(), &Link::clientLeft, link.get(), [&] { order << QStringLiteral("left"); });
+    connect(link.get(), &Link::received, link.get(),
+            [&](const QByteArray &bytes) { order << QString::fromLatin1(bytes); });
+    QCOMPARE(::write(client.get(), "last", 4), ssize_t(4));
+    client.reset();
+    QTRY_COMPARE_WITH_TIMEOUT(order, QStringList({QStringLiteral("last"), QStringLiteral("left")}),
+                              patienceMs);
+}
+
+void TestPtyLink::moreInputThanTheTerminalHolds_isAllRead()
+{
+    const FileDescriptor client = join();
+    QVERIFY(client.isValid());
     qint64 sent = 0;
     QTRY_VERIFY_WITH_TIMEOUT((sent += writeWhatFits(client)) > 200'000, patienceMs);
     QCOMPARE(readAvailable(client), QByteArray());

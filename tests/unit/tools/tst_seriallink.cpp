@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
-#include "sim/seriallink.h"
+#include "link/seriallink.h"
 
-#include "sim/filedescriptor.h"
+#include "link/filedescriptor.h"
 
 #include <QSignalSpy>
 #include <QtTest>
@@ -24,6 +24,7 @@ private Q_SLOTS:
     void open_isAClientFromTheStart();
     void open_ofAMissingDevice_fails();
     void write_reachesTheLine_andFinishEnds();
+    void input_isHandedOn();
     void unpluggedDevice_isAClientThatLeft();
 
 private:
@@ -74,6 +75,16 @@ void TestSerialLink::write_reachesTheLine_andFinishEnds()
     char got[64];
     QCOMPARE(::read(nearEnd.get(), got, sizeof got), ssize_t(bytes.size()));
     QCOMPARE(QByteArray(got, bytes.size()), bytes);
+}
+
+void TestSerialLink::input_isHandedOn()
+{
+    QString error;
+    QVERIFY2(link->open(&error), qPrintable(error));
+    QCOMPARE(::write(nearEnd.get(), "\xfd\x00\r", 3), ssize_t(3));
+    QByteArray got;
+    connect(link.get(), &Link::received, link.get(), [&](const QByteArray &bytes) { got += bytes; });
+    QTRY_COMPARE_WITH_TIMEOUT(got, QByteArray("\xfd\x00\r", 3), patienceMs);
 }
 
 void TestSerialLink::unpluggedDevice_isAClientThatLeft()

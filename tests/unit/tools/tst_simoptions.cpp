@@ -10,6 +10,8 @@ class TestSimOptions : public QObject
 private Q_SLOTS:
     void fewestArguments_leaveTheDefaults();
     void allArguments_areTaken();
+    void autopilot_isTaken_withForwardingOnTheFirstLink();
+    void forward_addsTheLinksItNames();
     void help_andVersion_needNothingElse();
     void wrongArguments_areRefused_data();
     void wrongArguments_areRefused();
@@ -33,6 +35,7 @@ void TestSimOptions::fewestArguments_leaveTheDefaults()
     QCOMPARE(options->links[0].toString(), QStringLiteral("tcp:localhost:0"));
     QCOMPARE(options->speed, 1.0);
     QCOMPARE(options->baud, 57600);
+    QVERIFY(!options->autopilot);
     QVERIFY(!options->loop && !options->json && !options->quiet);
 }
 
@@ -50,6 +53,33 @@ void TestSimOptions::allArguments_areTaken()
     QCOMPARE(options->speed, 2.5);
     QCOMPARE(options->baud, 921600);
     QVERIFY(options->loop && options->json && options->quiet);
+}
+
+void TestSimOptions::autopilot_isTaken_withForwardingOnTheFirstLink()
+{
+    QString error;
+    const auto ardupilot = parse(QStringLiteral("--autopilot ardupilot --link pty:a"), &error);
+    QVERIFY2(ardupilot, qPrintable(error));
+    QVERIFY(ardupilot->autopilot == AutopilotKind::ArduPilot);
+    const auto px4 = parse(QStringLiteral("--autopilot=px4 --json --link pty:a --link pty:b"), &error);
+    QVERIFY2(px4, qPrintable(error));
+    QVERIFY(px4->autopilot == AutopilotKind::Px4 && px4->json);
+    QVERIFY(px4->isForwarding(0));
+    QVERIFY(!px4->isForwarding(1));
+}
+
+void TestSimOptions::forward_addsTheLinksItNames()
+{
+    QString error;
+    const auto options =
+        parse(QStringLiteral("--autopilot px4 --link pty:a --link pty:b --link tcp:h:0 --link /dev/c,9600"
+                             " --link tcp:h:0 --forward tcp:h:0 --forward /dev/c,9600"),
+              &error);
+    QVERIFY2(options, qPrintable(error));
+    QList<bool> forwarding;
+    for (int i = 0; i < options->links.size(); ++i)
+        forwarding.append(options->isForwarding(i));
+    QCOMPARE(forwarding, (QList<bool>{true, false, true, true, true}));
 }
 
 void TestSimOptions::help_andVersion_needNothingElse()
@@ -80,7 +110,22 @@ void TestSimOptions::wrongArguments_areRefused_data()
     QTest::newRow("speed no number") << good + QStringLiteral("--speed nan") << "\"nan\"";
     QTest::newRow("baud 0") << good + QStringLiteral("--baud 0") << "--baud";
     QTest::newRow("baud with a fraction") << good + QStringLiteral("--baud 9600.5") << "--baud";
-    QTest::newRow("unknown option") << good + QStringLiteral("--autopilot px4") << "autopilot";
+    QTest::newRow("unknown option") << good + QStringLiteral("--weather bad") << "weather";
+    QTest::newRow("recording and autopilot") << good + QStringLiteral("--autopilot px4") << "exclude";
+    const QString px4 = QStringLiteral("--autopilot px4 --link pty:a --link tcp:h:0 ");
+    QTest::newRow("autopilot without a link") << "--autopilot px4"
+                                              << "--link";
+    QTest::newRow("unknown autopilot") << "--autopilot px5 --link pty:a"
+                                       << "\"px5\"";
+    QTest::newRow("two autopilots") << px4 + QStringLiteral("--autopilot ardupilot") << "one autopilot";
+    QTest::newRow("speed of an autopilot") << px4 + QStringLiteral("--speed 2") << "--speed";
+    QTest::newRow("baud of an autopilot") << px4 + QStringLiteral("--baud 9600") << "--baud";
+    QTest::newRow("loop of an autopilot") << px4 + QStringLiteral("--loop") << "--loop";
+    QTest::newRow("forwarding of another link") << px4 + QStringLiteral("--forward pty:b") << "pty:b";
+    QTest::newRow("forwarding of no address") << px4 + QStringLiteral("--forward b") << "no address";
+    QTest::newRow("forwarding of ArduPilot") << "--autopilot ardupilot --link pty:a --forward pty:a"
+                                             << "--forward";
+    QTest::newRow("forwarding of a recording") << good + QStringLiteral("--forward pty:a") << "--forward";
     QTest::newRow("stray word") << good + QStringLiteral("more") << "\"more\"";
 }
 

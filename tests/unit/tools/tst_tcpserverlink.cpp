@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "sim/tcpserverlink.h"
+#include "link/tcpserverlink.h"
 
 #include <QSignalSpy>
 #include <QTcpSocket>
@@ -35,6 +35,9 @@ private Q_SLOTS:
     void write_reachesEveryClient();
     void write_withoutAClient_isLost();
     void queuedBytes_isThatOfTheSlowestClient_andGoesWithIt();
+    void writeTo_reachesThatClientOnly();
+    void queuedBytesOf_isThatOfTheClient();
+    void input_isHandedOnWithTheClientThatSentIt();
     void finish_withoutAClient_isFinished();
     void finish_closesOnceEverythingIsTaken();
     void finish_withInputUnread_losesNothing();
@@ -127,6 +130,50 @@ void TestTcpServerLink::queuedBytes_isThatOfTheSlowestClient_andGoesWithIt()
     QVERIFY(left.wait(patienceMs));
     QCOMPARE(link->queuedBytes(), qint64(0));
     QVERIFY(drained.count() > 0);
+}
+
+void TestTcpServerLink::writeTo_reachesThatClientOnly()
+{
+    QSignalSpy joined(link.get(), &Link::clientJoined);
+    const auto first = join();
+    const auto second = join();
+    QVERIFY(first && second);
+    link->writeTo(joined[1][0].toInt(), "only");
+    link->writeTo(1000, "nobody");
+    link->write("all");
+    QTRY_COMPARE_WITH_TIMEOUT(first->bytesAvailable(), 3, patienceMs);
+    QTRY_COMPARE_WITH_TIMEOUT(second->bytesAvailable(), 7, patienceMs);
+    QCOMPARE(first->readAll(), QByteArray("all"));
+    QCOMPARE(second->readAll(), QByteArray("onlyall"));
+}
+
+void TestTcpServerLink::queuedBytesOf_isThatOfTheClient()
+{
+    QSignalSpy joined(link.get(), &Link::clientJoined);
+    const auto slow = join();
+    const auto other = join();
+    QVERIFY(slow && other);
+    slow->setReadBufferSize(1);
+    link->writeTo(joined[0][0].toInt(), QByteArray(30'000'000, 'x'));
+    QVERIFY(link->queuedBytesOf(joined[0][0].toInt()) > 0);
+    QCOMPARE(link->queuedBytesOf(joined[1][0].toInt()), qint64(0));
+    QCOMPARE(link->queuedBytesOf(1000), qint64(0));
+}
+
+void TestTcpServerLink::input_isHandedOnWithTheClientThatSentIt()
+{
+    QSignalSpy joined(link.get(), &Link::clientJoined);
+    const auto first = join();
+    const auto second = join();
+    QVERIFY(first && second);
+    QMap<int, QByteArray> got;
+    connect(link.get(), &Link::received, link.get(),
+            [&](const QByteArray &bytes, int client) { got[client] += bytes; });
+    second->write("two");
+    first->write("one");
+    QTRY_COMPARE_WITH_TIMEOUT(got.size(), 2, patienceMs);
+    QTRY_COMPARE_WITH_TIMEOUT(got[joined[0][0].toInt()], QByteArray("one"), patienceMs);
+    QTRY_COMPARE_WITH_TIMEOUT(got[joined[1][0].toInt()], QByteArray("two"), patienceMs);
 }
 
 void TestTcpServerLink::finish_withoutAClient_isFinished()

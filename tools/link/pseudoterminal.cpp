@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "sim/pseudoterminal.h"
+#include "link/pseudoterminal.h"
 
 #include <QFile>
 

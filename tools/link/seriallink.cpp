@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "sim/seriallink.h"
+#include "link/seriallink.h"
 
 #include <sys/ioctl.h>
 
@@ -8,7 +8,6 @@ SerialLink::SerialLink(const LinkAddress &address)
 {
     finishing.setInterval(std::chrono::milliseconds(10));
     connect(&finishing, &QTimer::timeout, this, &SerialLink::checkFinished);
-    connect(&port, &QSerialPort::readyRead, this, [this] { port.readAll(); });
     connect(&port, &QSerialPort::bytesWritten, this, &Link::drained);
 }
 
@@ -21,8 +20,22 @@ bool SerialLink::open(QString *error)
         return false;
     }
     connect(&port, &QSerialPort::errorOccurred, this, &SerialLink::onError);
-    QTimer::singleShot(0, this, &Link::clientJoined);
+    QTimer::singleShot(0, this, &SerialLink::join);
     return true;
+}
+
+void SerialLink::join()
+{
+    Q_EMIT clientJoined(0);
+    connect(&port, &QSerialPort::readyRead, this, &SerialLink::readInput);
+    readInput();
+}
+
+void SerialLink::readInput()
+{
+    const QByteArray bytes = port.readAll();
+    if (!bytes.isEmpty())
+        Q_EMIT received(bytes, 0);
 }
 
 QString SerialLink::address() const
@@ -60,7 +73,7 @@ void SerialLink::closeFailedPort()
     if (!port.isOpen())
         return;
     port.close();
-    Q_EMIT clientLeft();
+    Q_EMIT clientLeft(0);
     Q_EMIT drained();
 }
 

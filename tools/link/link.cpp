@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: MIT
-#include "sim/link.h"
+#include "link/link.h"
 
 #include "common/linkaddress.h"
-#include "sim/ptylink.h"
-#include "sim/seriallink.h"
-#include "sim/tcpserverlink.h"
+#include "link/ptylink.h"
+#include "link/seriallink.h"
+#include "link/tcpserverlink.h"
 
 std::unique_ptr<Link> Link::create(const LinkAddress &address)
 {
@@ -17,4 +17,14 @@ std::unique_ptr<Link> Link::create(const LinkAddress &address)
         break;
     }
     return std::make_unique<SerialLink>(address);
+}
+
+void Link::writeTo(int, const QByteArray &bytes)
+{
+    write(bytes);
+}
+
+qint64 Link::queuedBytesOf(int) const
+{
+    return queuedBytes();
 }

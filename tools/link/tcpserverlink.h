@@ -2,7 +2,7 @@
 #pragma once
 
 #include "common/linkaddress.h"
-#include "sim/link.h"
+#include "link/link.h"
 
 #include <QTcpServer>
 #include <QTimer>
@@ -23,11 +23,14 @@ public:
     QString address() const override;
     void write(const QByteArray &bytes) override;
     qint64 queuedBytes() const override;
+    void writeTo(int client, const QByteArray &bytes) override;
+    qint64 queuedBytesOf(int client) const override;
     void finish() override;
 
 private:
     struct Client
     {
+        int number;
         QTcpSocket *socket;
         bool endSent = false;
     };
@@ -35,6 +38,7 @@ private:
     void acceptClients();
     void addClient(QTcpSocket *socket);
     void removeClient(QTcpSocket *socket);
+    QTcpSocket *findClient(int number) const;
     void closeServedClients();
     static bool isServed(Client &client);
 
@@ -43,4 +47,5 @@ private:
     QTimer
         finishing; // nothing tells when the far system has acknowledged the last byte: it has to be looked at
     QVector<Client> clients;
+    int nextNumber = 0;
 };

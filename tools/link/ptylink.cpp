@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "sim/ptylink.h"
+#include "link/ptylink.h"
 
 #include <QSocketNotifier>
 
@@ -30,7 +30,7 @@ bool PtyLink::open(QString *error)
     clientNotifier = new QSocketNotifier(terminal.eventsDescriptor(), QSocketNotifier::Read, this);
     connect(clientNotifier, &QSocketNotifier::activated, this, &PtyLink::onClientEvent);
     readNotifier = new QSocketNotifier(terminal.descriptor(), QSocketNotifier::Read, this);
-    connect(readNotifier, &QSocketNotifier::activated, this, &PtyLink::discardInput);
+    connect(readNotifier, &QSocketNotifier::activated, this, &PtyLink::readInput);
     writeNotifier = new QSocketNotifier(terminal.descriptor(), QSocketNotifier::Write, this);
     writeNotifier->setEnabled(false);
     connect(writeNotifier, &QSocketNotifier::activated, this, &PtyLink::writeQueue);
@@ -53,14 +53,17 @@ void PtyLink::write(const QByteArray &bytes)
 void PtyLink::finish()
 {
     joining.stop();
+    readNotifier->setEnabled(true);
     finishing.start();
 }
 
 void PtyLink::onClientEvent()
 {
     const bool present = terminal.countClients() > 0;
-    if (present && !joined && !joining.isActive() && !finishing.isActive())
+    if (present && !joined && !joining.isActive() && !finishing.isActive()) {
         joining.start();
+        readNotifier->setEnabled(false);
+    }
     if (!present)
         leave();
 }
@@ -68,27 +71,34 @@ void PtyLink::onClientEvent()
 void PtyLink::join()
 {
     joined = true;
-    Q_EMIT clientJoined();
+    readNotifier->setEnabled(true);
+    Q_EMIT clientJoined(0);
 }
 
 void PtyLink::leave()
 {
     joining.stop();
+    while (readInput()) { // its last words
+    }
+    readNotifier->setEnabled(true);
     queue.clear();
     writeNotifier->setEnabled(false);
     terminal.clean();
     if (!joined)
         return;
     joined = false;
-    Q_EMIT clientLeft();
+    Q_EMIT clientLeft(0);
     Q_EMIT drained();
 }
 
-void PtyLink::discardInput()
+// A part at a time: a client that sends without end must not keep the event loop from everything else.
+bool PtyLink::readInput()
 {
     char bytes[4096];
-    while (::read(terminal.descriptor(), bytes, sizeof bytes) > 0) {
-    }
+    const ssize_t size = ::read(terminal.descriptor(), bytes, sizeof bytes);
+    if (size > 0 && joined)
+        Q_EMIT received(QByteArray(bytes, static_cast<int>(size)), 0);
+    return size > 0;
 }
 
 void PtyLink::writeQueue()

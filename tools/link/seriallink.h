@@ -2,7 +2,7 @@
 #pragma once
 
 #include "common/linkaddress.h"
-#include "sim/link.h"
+#include "link/link.h"
 
 #include <QSerialPort>
 #include <QTimer>
@@ -23,6 +23,8 @@ public:
     void finish() override;
 
 private:
+    void join();
+    void readInput();
     void onError(QSerialPort::SerialPortError error);
     void closeFailedPort();
     void checkFinished();

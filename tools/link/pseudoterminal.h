@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "sim/filedescriptor.h"
+#include "link/filedescriptor.h"
 
 #include <QByteArray>
 #include <QString>

@@ -2,8 +2,8 @@
 #pragma once
 
 #include "common/linkaddress.h"
-#include "sim/link.h"
-#include "sim/pseudoterminal.h"
+#include "link/link.h"
+#include "link/pseudoterminal.h"
 
 #include <QTimer>
 
@@ -13,7 +13,7 @@ class QSocketNotifier;
 /// the bytes go to whoever reads them.
 ///
 /// A client has joined 100 ms after opening: serial libraries throw away, shortly after opening a port, what
-/// has come by then.
+/// has come by then. What the client sends in that time is read afterwards.
 class PtyLink : public Link
 {
     Q_OBJECT
@@ -32,7 +32,7 @@ private:
     void onClientEvent();
     void join();
     void leave();
-    void discardInput();
+    bool readInput();
     void writeQueue();
     void checkFinished();
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "sim/tcpserverlink.h"
+#include "link/tcpserverlink.h"
 
 #include <QHostAddress>
 #include <QHostInfo>
@@ -70,6 +70,18 @@ qint64 TcpServerLink::queuedBytes() const
     return most;
 }
 
+void TcpServerLink::writeTo(int client, const QByteArray &bytes)
+{
+    if (QTcpSocket *socket = findClient(client))
+        socket->write(bytes);
+}
+
+qint64 TcpServerLink::queuedBytesOf(int client) const
+{
+    const QTcpSocket *socket = findClient(client);
+    return socket ? socket->bytesToWrite() : 0;
+}
+
 void TcpServerLink::finish()
 {
     server.close();
@@ -86,21 +98,32 @@ void TcpServerLink::addClient(QTcpSocket *socket)
 {
     socket->setParent(this); // closing the server must not take its clients along
     socket->setSocketOption(QAbstractSocket::LowDelayOption, 1);
-    socket->setReadBufferSize(64LL * 1024); // what clients send is thrown away, and must not pile up before
-    connect(socket, &QTcpSocket::readyRead, this, [socket] { socket->readAll(); });
+    socket->setReadBufferSize(64LL * 1024); // what clients send must not pile up before it is read
+    const int number = nextNumber++;
+    connect(socket, &QTcpSocket::readyRead, this,
+            [this, socket, number] { Q_EMIT received(socket->readAll(), number); });
     connect(socket, &QTcpSocket::bytesWritten, this, &Link::drained);
     connect(socket, &QTcpSocket::disconnected, this, [this, socket] { removeClient(socket); });
-    clients.append({socket});
-    Q_EMIT clientJoined();
+    clients.append({number, socket});
+    Q_EMIT clientJoined(number);
 }
 
 void TcpServerLink::removeClient(QTcpSocket *socket)
 {
     const auto isSame = [socket](const Client &client) { return client.socket == socket; };
-    clients.erase(std::remove_if(clients.begin(), clients.end(), isSame), clients.end());
+    const auto found = std::find_if(clients.begin(), clients.end(), isSame);
+    const int number = found->number;
+    clients.erase(found);
     socket->deleteLater();
-    Q_EMIT clientLeft();
+    Q_EMIT clientLeft(number);
     Q_EMIT drained();
+}
+
+QTcpSocket *TcpServerLink::findClient(int number) const
+{
+    const auto isNumbered = [number](const Client &client) { return client.number == number; };
+    const auto found = std::find_if(clients.begin(), clients.end(), isNumbered);
+    return found != clients.end() ? found->socket : nullptr;
 }
 
 void TcpServerLink::closeServedClients()

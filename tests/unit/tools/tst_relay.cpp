@@ -1,0 +1,239 @@
+// SPDX-License-Identifier: MIT
+#include "sim/relay.h"
+
+#include "relayfixture.h"
+
+#include <QtTest>
+
+#include <memory>
+
+using namespace std::chrono_literals;
+
+namespace {
+
+const Frames::Source host = {2, 5};
+const Frames::Source ground = {255, 190};
+
+int systemOf(const QByteArray &frame)
+{
+    return static_cast<quint8>(frame[5]);
+}
+
+} // namespace
+
+/// Two links with a client each, the host's and the ground's, whose heartbeats were heard, and a third link.
+class TestRelay : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void init();
+    void clientThatJoins_getsAHeartbeatAtOnce();
+    void heartbeats_goToEveryClient_withASequenceEach();
+    void arduPilot_handsBroadcastsToEveryOtherLinkHeard();
+    void arduPilot_handsAddressedFramesToTheLinkOfTheSystem();
+    void arduPilot_handsDataMessagesOn();
+    void linkNeverHeard_getsNothing();
+    void clientThatCameBack_hasToBeHeardAgain();
+    void badFrame_goesNowhere_andIsCounted();
+    void clientsOfOneLink_areLinksOfTheirOwn();
+    void framesOfTwoClients_neverMix();
+    void clientThatDoesNotRead_losesFrames_othersDoNot();
+    void px4_handsOnBetweenForwardingLinksOnly();
+    void px4_sendsWithTheNextRound();
+    void px4_losesWhatFindsItsBufferFull();
+    void px4_roundsComeByThemselves();
+
+private:
+    void start(AutopilotKind kind);
+
+    FakeLink hostLink;
+    FakeLink groundLink;
+    FakeLink thirdLink;
+    std::unique_ptr<Relay> relay;
+};
+
+void TestRelay::init()
+{
+    hostLink.queued.clear();
+    groundLink.queued.clear();
+    start(AutopilotKind::ArduPilot);
+}
+
+void TestRelay::start(AutopilotKind kind)
+{
+    relay = std::make_unique<Relay>(kind, [] { return ForwardingBuffer::Time(0); });
+    relay->addLink(&hostLink, true);
+    relay->addLink(&groundLink, true);
+    relay->addLink(&thirdLink, false);
+    for (FakeLink *link : {&hostLink, &groundLink, &thirdLink})
+        link->join();
+    hostLink.receive(Frames::heartbeat(host));
+    groundLink.receive(Frames::heartbeat(ground));
+    relay->runRound();
+    for (FakeLink *link : {&hostLink, &groundLink, &thirdLink})
+        link->take();
+}
+
+void TestRelay::clientThatJoins_getsAHeartbeatAtOnce()
+{
+    hostLink.join(1);
+    const QList<QByteArray> sent = hostLink.take(1);
+    QCOMPARE(sent.size(), 1);
+    QCOMPARE(systemOf(sent[0]), 1);
+}
+
+void TestRelay::heartbeats_goToEveryClient_withASequenceEach()
+{
+    relay->sendHeartbeats();
+    hostLink.join(1);
+    relay->sendHeartbeats();
+    QList<int> first;
+    QList<int> second;
+    for (const QByteArray &frame : hostLink.take())
+        first.append(frame[4]);
+    for (const QByteArray &frame : hostLink.take(1))
+        second.append(frame[4]);
+    QCOMPARE(first, (QList<int>{1, 2}));
+    QCOMPARE(second, (QList<int>{0, 1}));
+    QCOMPARE(thirdLink.take().size(), 2);
+}
+
+void TestRelay::arduPilot_handsBroadcastsToEveryOtherLinkHeard()
+{
+    thirdLink.receive(Frames::heartbeat({3, 1}));
+    hostLink.take();
+    groundLink.take();
+    hostLink.receive(Frames::extension(host, 0));
+    QCOMPARE(groundLink.take(), QList<QByteArray>{Frames::extension(host, 0)});
+    QCOMPARE(thirdLink.take(), QList<QByteArray>{Frames::extension(host, 0)});
+    QVERIFY(hostLink.take().isEmpty());
+}
+
+void TestRelay::arduPilot_handsAddressedFramesToTheLinkOfTheSystem()
+{
+    thirdLink.receive(Frames::heartbeat({3, 1}));
+    groundLink.take();
+    for (const int target : {255, 1, 77})
+        hostLink.receive(Frames::extension(host, quint8(target)));
+    QCOMPARE(groundLink.take(), QList<QByteArray>{Frames::extension(host, 255)});
+    QVERIFY(thirdLink.take().isEmpty());
+}
+
+void TestRelay::arduPilot_handsDataMessagesOn()
+{
+    groundLink.receive(Frames::data96(ground));
+    QCOMPARE(hostLink.take(), QList<QByteArray>{Frames::data96(ground)});
+    QCOMPARE(relay->counters().relayed, qint64(2)); // the first was the ground's heartbeat
+}
+
+void TestRelay::linkNeverHeard_getsNothing()
+{
+    hostLink.receive(Frames::extension(host, 0) + Frames::data96(host) + Frames::heartbeat(host));
+    QVERIFY(thirdLink.take().isEmpty());
+    QCOMPARE(groundLink.take().size(), 3);
+}
+
+void TestRelay::clientThatCameBack_hasToBeHeardAgain()
+{
+    groundLink.leave();
+    groundLink.join();
+    groundLink.take();
+    hostLink.receive(Frames::extension(host, 0));
+    QVERIFY(groundLink.take().isEmpty());
+    groundLink.receive(Frames::heartbeat(ground));
+    hostLink.receive(Frames::extension(host, 0));
+    QCOMPARE(groundLink.take().size(), 1);
+}
+
+void TestRelay::badFrame_goesNowhere_andIsCounted()
+{
+    QByteArray bad = Frames::extension(host, 0);
+    bad.data()[20] ^= 1;
+    hostLink.receive(bad + QByteArray::fromHex("fd030000090101fafaf9010203abcd"));
+    QVERIFY(groundLink.take().isEmpty());
+    QCOMPARE(relay->counters().bad, qint64(2));
+}
+
+void TestRelay::clientsOfOneLink_areLinksOfTheirOwn()
+{
+    hostLink.join(1);
+    hostLink.take(1);
+    hostLink.receive(Frames::heartbeat({3, 1}), 1);
+    hostLink.receive(Frames::extension(host, 3));
+    QCOMPARE(hostLink.take(1), QList<QByteArray>{Frames::extension(host, 3)});
+    QVERIFY(!hostLink.take().contains(Frames::extension(host, 3)));
+}
+
+void TestRelay::framesOfTwoClients_neverMix()
+{
+    hostLink.join(1);
+    const QByteArray one = Frames::extension(host, 0);
+    const QByteArray other = Frames::data96({3, 1});
+    hostLink.receive(one.left(30));
+    hostLink.receive(other.left(40), 1);
+    hostLink.receive(one.mid(30));
+    hostLink.receive(other.mid(40), 1);
+    QCOMPARE(groundLink.take(), (QList<QByteArray>{one, other}));
+}
+
+void TestRelay::clientThatDoesNotRead_losesFrames_othersDoNot()
+{
+    thirdLink.receive(Frames::heartbeat({3, 1}));
+    for (FakeLink *link : {&groundLink, &thirdLink})
+        link->take();
+    const QByteArray frame = Frames::extension(host, 0);
+    groundLink.queued[0] = Relay::queueLimit - frame.size() + 1;
+    hostLink.receive(frame);
+    QVERIFY(groundLink.take().isEmpty());
+    QCOMPARE(thirdLink.take().size(), 1);
+    QCOMPARE(relay->counters().dropped, qint64(1));
+    groundLink.queued[0] = Relay::queueLimit - frame.size();
+    hostLink.receive(frame);
+    QCOMPARE(groundLink.take().size(), 1);
+    QCOMPARE(relay->counters().dropped, qint64(1));
+}
+
+void TestRelay::px4_handsOnBetweenForwardingLinksOnly()
+{
+    start(AutopilotKind::Px4);
+    thirdLink.receive(Frames::heartbeat({3, 1}) + Frames::extension({3, 1}, 0));
+    hostLink.receive(Frames::extension(host, 0));
+    relay->runRound();
+    QCOMPARE(groundLink.take(), QList<QByteArray>{Frames::extension(host, 0)});
+    QVERIFY(thirdLink.take().isEmpty());
+    QVERIFY(hostLink.take().isEmpty());
+}
+
+void TestRelay::px4_sendsWithTheNextRound()
+{
+    start(AutopilotKind::Px4);
+    hostLink.receive(Frames::extension(host, 255, 190));
+    QVERIFY(groundLink.take().isEmpty());
+    relay->runRound();
+    QCOMPARE(groundLink.take().size(), 1);
+    relay->runRound();
+    QVERIFY(groundLink.take().isEmpty());
+}
+
+void TestRelay::px4_losesWhatFindsItsBufferFull()
+{
+    start(AutopilotKind::Px4);
+    const qint64 relayedBefore = relay->counters().relayed;
+    hostLink.receive(Frames::extension(host, 0).repeated(10));
+    relay->runRound();
+    QCOMPARE(groundLink.take().size(), 2);
+    QCOMPARE(relay->counters().relayed - relayedBefore, qint64(2));
+    QCOMPARE(relay->counters().lost, qint64(8));
+}
+
+void TestRelay::px4_roundsComeByThemselves()
+{
+    start(AutopilotKind::Px4);
+    hostLink.receive(Frames::extension(host, 0));
+    const qint64 relayedBefore = relay->counters().relayed;
+    QTRY_COMPARE_WITH_TIMEOUT(relay->counters().relayed, relayedBefore + 1, 60'000);
+}
+
+QTEST_GUILESS_MAIN(TestRelay)
+#include "tst_relay.moc"
