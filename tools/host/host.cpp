@@ -5,6 +5,8 @@
 #include "autopilot/iautopilotplugin.h"
 #include "common/exitcode.h"
 #include "communication/icommunicator.h"
+#include "host/detectedautopilot.h"
+#include "host/groundpayloads.h"
 #include "host/jsonview.h"
 #include "host/liveview.h"
 #include "host/logoutput.h"
@@ -77,7 +79,7 @@ int Host::loadScript()
     ScriptParser parser(knownSignals());
     const auto commands = parser.parseAll(file.readAll());
     if (!commands)
-        return refuse(ExitCode::Usage, parser.errorText());
+        return refuse(parser.errorExitCode(), parser.errorText());
     scriptCommands = *commands;
     return ExitCode::Done;
 }
@@ -111,6 +113,9 @@ int Host::loadPlugin()
     link = std::make_unique<LinkWatch>(plugin, [this] { return serialDeviceExists(); });
     link->setReconnecting(options.reconnect);
     connectLink();
+    autopilot = std::make_unique<DetectedAutopilot>(plugin);
+    groundPayloads = std::make_unique<GroundPayloads>(app, *plugin, *autopilot);
+    connectGroundLink();
     return ExitCode::Done;
 }
 
@@ -133,7 +138,7 @@ void Host::createView()
         view = std::make_unique<QuietView>();
         return;
     }
-    satellites = std::make_unique<SatelliteCount>(plugin, values);
+    satellites = std::make_unique<SatelliteCount>(plugin, *autopilot, values);
     if (LiveView::isPossible())
         view = std::make_unique<LiveView>(values,
                                           QStringLiteral("noflailsten-host  %1").arg(options.configFile));
@@ -149,7 +154,6 @@ void Host::tapSignals()
         tap.watch(communicator, ICommunicator::staticMetaObject, QStringLiteral("communicator."));
     if (IVirtualStick *stick = plugin->virtualStick())
         tap.watch(stick, IVirtualStick::staticMetaObject, QStringLiteral("virtualStick."));
-    connect(plugin, &IAutopilotPlugin::dataReceived, this, &Host::forward);
 }
 
 void Host::connectLink()
@@ -165,8 +169,17 @@ void Host::connectLink()
     });
 }
 
+void Host::connectGroundLink()
+{
+    connect(plugin, &IAutopilotPlugin::dataReceived, groundPayloads.get(), &GroundPayloads::forward);
+    connect(groundPayloads.get(), &GroundPayloads::hint, this, [this](const QString &text) {
+        view->showEvent({"hint", "message", text});
+    });
+}
+
 void Host::connectScript()
 {
+    connect(&script, &ScriptPlayer::sendAsked, this, &Host::send);
     connect(&script, &ScriptPlayer::statusAsked, this, [this] { view->showStatus(values); });
     connect(&script, &ScriptPlayer::quitAsked, this, &Host::end);
     connect(&script, &ScriptPlayer::failed, this, &Host::fail);
@@ -207,10 +220,14 @@ void Host::onLinkFailed(std::chrono::milliseconds pause)
     view->showEvent({"link-failed", "reason", QString(what + QLatin1String(", ") + next)});
 }
 
-void Host::forward(MessageId messageId, PayloadId payloadId, const QByteArray &data)
+void Host::send(MessageId messageId, PayloadId payloadId, const QByteArray &data)
 {
-    if (ICommunicator *communicator = plugin->communicator())
-        communicator->sendData({nextPayloadId++, messageId, payloadId, data});
+    const CompletePayload sent = groundPayloads->send(messageId, payloadId, data);
+    const QCborMap payload{{QStringLiteral("id"), sent.id},
+                           {QStringLiteral("messageId"), static_cast<quint8>(messageId)},
+                           {QStringLiteral("payloadId"), static_cast<quint8>(payloadId)},
+                           {QStringLiteral("size"), sent.data.size()}};
+    view->showEvent({"sent", "payload", payload});
 }
 
 int Host::refuse(int exitCode, const QString &message)

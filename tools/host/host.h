@@ -16,6 +16,8 @@
 #include <memory>
 
 class App;
+class DetectedAutopilot;
+class GroundPayloads;
 class IAutopilotPlugin;
 class SatelliteCount;
 
@@ -50,7 +52,8 @@ private:
     void startScript();
     void onSignal(const QString &name, const QCborValue &value);
     void onLinkFailed(std::chrono::milliseconds pause);
-    void forward(MessageId messageId, PayloadId payloadId, const QByteArray &data);
+    void connectGroundLink();
+    void send(MessageId messageId, PayloadId payloadId, const QByteArray &data);
     int refuse(int exitCode, const QString &message);
     void fail(int exitCode, const QString &message);
     void finish(int exitCode);
@@ -62,13 +65,14 @@ private:
     LatestValues values;
     std::unique_ptr<HostView> view; // after the values that it shows
     PluginFile pluginFile;
-    IAutopilotPlugin *plugin = nullptr;         // pluginFile's
+    IAutopilotPlugin *plugin = nullptr; // pluginFile's
+    std::unique_ptr<DetectedAutopilot> autopilot;
     std::unique_ptr<SatelliteCount> satellites; // of the views that people look at
+    std::unique_ptr<GroundPayloads> groundPayloads;
     SignalTap tap;
     std::unique_ptr<LinkWatch> link;
     ScriptPlayer script;
     QVector<ScriptCommand> scriptCommands;
     QTimer durationTimer;
-    quint16 nextPayloadId = 0;
     bool finished = false;
 };

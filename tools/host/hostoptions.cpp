@@ -11,6 +11,8 @@ namespace {
 constexpr const char *Description =
     "Loads the autopilot plugin, keeps its link up and shows what it reports.\n\n"
     "Commands, from a script or typed on a terminal:\n"
+    "  send MESSAGEID PAYLOADID (hex:DIGITS | text:WORDS | @FILE)\n"
+    "                        send a payload of up to 65535 bytes to the ground station\n"
     "  text WORDS            send a text to the ground\n"
     "  set GROUP NAME VALUE  change a setting\n"
     "  wait SECONDS\n"

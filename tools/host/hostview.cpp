@@ -3,6 +3,7 @@
 
 #include "host/jsontext.h"
 #include "host/latestvalues.h"
+#include "host/valuewords.h"
 
 QString eventText(const HostEvent &event)
 {
@@ -10,6 +11,8 @@ QString eventText(const HostEvent &event)
     text.replace(QLatin1Char('-'), QLatin1Char(' '));
     if (event.detailName && event.detail.isString())
         text += QLatin1String(": ") + event.detail.toString();
+    else if (event.detailName && event.detail.isMap())
+        text += QLatin1String(": ") + ValueWords::payload(event.detail);
     return text;
 }
 

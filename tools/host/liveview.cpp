@@ -67,6 +67,8 @@ bool LiveView::isPossible()
 
 void LiveView::showSignal(const QString &name, const QCborValue &value)
 {
+    if (name == QLatin1String("communicator.receivedData"))
+        screen.scroll(QString(QLatin1String("from the ground: ") + ValueWords::payload(value)).toUtf8());
     if (name != QLatin1String("textToGround"))
         return;
     const QString text = value.toMap().value(QLatin1String("text")).toString().simplified();

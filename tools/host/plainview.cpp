@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "host/plainview.h"
 
+#include "host/valuewords.h"
+
 #include <QCborMap>
 #include <QDateTime>
 
@@ -28,6 +30,8 @@ void PlainView::showSignal(const QString &name, const QCborValue &value)
     if (name == QLatin1String("textToGround"))
         print(stamped(QLatin1String("to the ground: ") +
                       value.toMap().value(QLatin1String("text")).toString()));
+    else if (name == QLatin1String("communicator.receivedData"))
+        print(stamped(QLatin1String("from the ground: ") + ValueWords::payload(value)));
 }
 
 // Errors stand on stderr already.

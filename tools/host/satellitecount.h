@@ -5,6 +5,7 @@
 
 #include <QObject>
 
+class DetectedAutopilot;
 class IAutopilotPlugin;
 class LatestValues;
 
@@ -19,15 +20,12 @@ public:
     /// Name of the value in LatestValues.
     static constexpr const char *Name = "satellites";
 
-    /// Does nothing if the plugin is not a MavAutopilot.
-    SatelliteCount(IAutopilotPlugin *plugin, LatestValues &values);
+    /// Does nothing if the plugin is not a MavAutopilot. @param autopilot outlives this object.
+    SatelliteCount(IAutopilotPlugin *plugin, const DetectedAutopilot &autopilot, LatestValues &values);
 
 private:
     void onMessage(const mavlink::mavlink_message_t &message);
-    void noteAutopilot(const mavlink::mavlink_message_t &heartbeat);
-    bool isFromOthers(const mavlink::mavlink_message_t &message) const;
 
+    const DetectedAutopilot &autopilot;
     LatestValues &values;
-    quint8 systemId = 0; // of the first autopilot heard, as the plugin detects it; 0: none yet
-    quint8 componentId = 0;
 };

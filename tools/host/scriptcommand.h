@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "communication/payloadmessage.h"
 #include "host/condition.h"
 
 #include <QByteArray>
@@ -10,13 +11,16 @@
 /// One command of a script or of the prompt.
 struct ScriptCommand
 {
-    enum class Kind { Text, Set, Wait, WaitFor, Status, Quit };
+    enum class Kind { Send, Text, Set, Wait, WaitFor, Status, Quit };
 
     Kind kind = Kind::Status;
-    int line = 0;     ///< Where it stands in its script, from 1.
-    QString text;     ///< Of text: the words; of set: the value; of wait-for: the condition as written.
-    QByteArray group; ///< Of set.
-    QByteArray name;  ///< Of set.
+    int line = 0;          ///< Where it stands in its script, from 1.
+    QString text;          ///< Of text: the words; of set: the value; of wait-for: the condition as written.
+    MessageId messageId{}; ///< Of send, as are the next two.
+    PayloadId payloadId{};
+    QByteArray data;
+    QByteArray group;                  ///< Of set.
+    QByteArray name;                   ///< Of set.
     std::chrono::milliseconds time{0}; ///< Of wait; of wait-for: the time-out.
     Condition condition;               ///< Of wait-for.
 };

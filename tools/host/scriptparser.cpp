@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "host/scriptparser.h"
 
+#include "common/payloadargument.h"
 #include "host/seconds.h"
 #include "host/settingskey.h"
 
@@ -66,6 +67,8 @@ std::optional<QVector<ScriptCommand>> ScriptParser::parseAll(const QByteArray &s
 
 std::optional<ScriptCommand> ScriptParser::parseCommand(const QString &word, const QString &rest)
 {
+    if (word == QLatin1String("send"))
+        return parseSend(rest);
     if (word == QLatin1String("text"))
         return parseText(rest);
     if (word == QLatin1String("set"))
@@ -78,8 +81,28 @@ std::optional<ScriptCommand> ScriptParser::parseCommand(const QString &word, con
         return parseBare(ScriptCommand::Kind::Status, rest);
     if (word == QLatin1String("quit"))
         return parseBare(ScriptCommand::Kind::Quit, rest);
-    return fail(
-        QStringLiteral("unknown command %1; there are text, set, wait, wait-for, status, quit").arg(word));
+    return fail(QStringLiteral("unknown command %1; there are send, text, set, wait, wait-for, status, quit")
+                    .arg(word));
+}
+
+std::optional<ScriptCommand> ScriptParser::parseSend(const QString &rest)
+{
+    QString payload = rest;
+    const auto messageId = PayloadArgument::parseId(takeWord(payload));
+    const auto payloadId = PayloadArgument::parseId(takeWord(payload));
+    if (!messageId || !payloadId || payload.isEmpty())
+        return fail(QStringLiteral("expected send MESSAGEID PAYLOADID (hex:DIGITS | text:WORDS | @FILE), "
+                                   "ids from 0 to 255"));
+    PayloadArgument::Error mistake;
+    const auto data = PayloadArgument::parse(payload, &mistake);
+    if (!data)
+        return fail(mistake.text, mistake.isFile ? ExitCode::BadFile : ExitCode::Usage);
+    ScriptCommand command;
+    command.kind = ScriptCommand::Kind::Send;
+    command.messageId = MessageId{*messageId};
+    command.payloadId = PayloadId{*payloadId};
+    command.data = *data;
+    return command;
 }
 
 std::optional<ScriptCommand> ScriptParser::parseText(const QString &rest)
@@ -127,9 +150,10 @@ std::optional<ScriptCommand> ScriptParser::parseWaitFor(const QString &rest)
     command.text = takeCondition(timeText);
     if (command.text.isEmpty())
         return fail(QStringLiteral("expected wait-for SIGNAL[.FIELD][(=|<|>)VALUE] [TIMEOUT]"));
-    const auto condition = Condition::parse(command.text, signalNames, error);
+    QString mistake;
+    const auto condition = Condition::parse(command.text, signalNames, mistake);
     if (!condition)
-        return std::nullopt;
+        return fail(mistake);
     const auto timeout = timeText.isEmpty() ? DefaultTimeout : parseSeconds(timeText);
     if (!timeout)
         return fail(QStringLiteral("expected a time-out in seconds, not %1").arg(timeText));
@@ -147,8 +171,9 @@ std::optional<ScriptCommand> ScriptParser::parseBare(ScriptCommand::Kind kind, c
     return command;
 }
 
-std::nullopt_t ScriptParser::fail(const QString &why)
+std::nullopt_t ScriptParser::fail(const QString &why, int code)
 {
     error = why;
+    exitCode = code;
     return std::nullopt;
 }

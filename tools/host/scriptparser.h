@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "common/exitcode.h"
 #include "host/scriptcommand.h"
 
 #include <QStringList>
@@ -23,16 +24,20 @@ public:
     /// Reads a whole script. @return nothing at the first mistake; errorText() names the line then.
     std::optional<QVector<ScriptCommand>> parseAll(const QByteArray &script);
     QString errorText() const { return error; }
+    /// What the program exits with for the mistake, if it is a script's.
+    int errorExitCode() const { return exitCode; }
 
 private:
     std::optional<ScriptCommand> parseCommand(const QString &word, const QString &rest);
+    std::optional<ScriptCommand> parseSend(const QString &rest);
     std::optional<ScriptCommand> parseText(const QString &rest);
     std::optional<ScriptCommand> parseSet(const QString &rest);
     std::optional<ScriptCommand> parseWait(const QString &rest);
     std::optional<ScriptCommand> parseWaitFor(const QString &rest);
     std::optional<ScriptCommand> parseBare(ScriptCommand::Kind kind, const QString &rest);
-    std::nullopt_t fail(const QString &why);
+    std::nullopt_t fail(const QString &why, int code = ExitCode::Usage);
 
     QStringList signalNames;
     QString error;
+    int exitCode = 0;
 };

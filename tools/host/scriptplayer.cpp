@@ -11,6 +11,7 @@ ScriptPlayer::ScriptPlayer(LatestValues *values, const QStringList &knownSignals
 {
     connect(&runner, &ScriptRunner::done, this, &ScriptPlayer::next);
     connect(&runner, &ScriptRunner::timedOut, this, &ScriptPlayer::onTimedOut);
+    connect(&runner, &ScriptRunner::sendAsked, this, &ScriptPlayer::sendAsked);
     connect(&runner, &ScriptRunner::statusAsked, this, &ScriptPlayer::statusAsked);
     connect(&runner, &ScriptRunner::quitAsked, this, &ScriptPlayer::quitAsked);
 }
@@ -65,7 +66,7 @@ void ScriptPlayer::onLine(const QString &text)
     else if (parser.errorText().isEmpty())
         next();
     else
-        complain(ExitCode::Usage, parser.errorText());
+        complain(parser.errorExitCode(), parser.errorText());
 }
 
 // The end of a script leaves the host running; the end of what is typed is Ctrl-D.

@@ -27,6 +27,7 @@ public:
     void cancel();
 
 Q_SIGNALS:
+    void sendAsked(MessageId messageId, PayloadId payloadId, const QByteArray &data);
     void statusAsked();
     void quitAsked();
     /// A command of a script could not be carried out; the message names its line. Nothing follows.

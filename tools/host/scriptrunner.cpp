@@ -22,6 +22,9 @@ ScriptRunner::ScriptRunner(LatestValues *seen, QObject *parent)
 void ScriptRunner::run(const ScriptCommand &command)
 {
     switch (command.kind) {
+    case ScriptCommand::Kind::Send:
+        Q_EMIT sendAsked(command.messageId, command.payloadId, command.data);
+        break;
     case ScriptCommand::Kind::Text:
         runningApp()->sendMessage(command.text, TextToGround::Information);
         break;

@@ -28,6 +28,7 @@ Q_SIGNALS:
     void done();
     /// A wait-for was not fulfilled in time.
     void timedOut(const QString &condition);
+    void sendAsked(MessageId messageId, PayloadId payloadId, const QByteArray &data);
     void statusAsked();
     void quitAsked();
 

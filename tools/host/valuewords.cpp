@@ -3,6 +3,7 @@
 
 #include <QCborMap>
 
+#include <algorithm>
 #include <cmath>
 
 namespace {
@@ -30,6 +31,19 @@ QString hemisphere(const QCborValue &degrees, QChar positive, QChar negative)
     return QStringLiteral("%1\u00b0 %2")
         .arg(std::fabs(value), 0, 'f', 7)
         .arg(value < 0 ? negative : positive);
+}
+
+/// At most so many bytes as fit a line.
+QString bytes(const QByteArray &data)
+{
+    constexpr int Shown = 32;
+    const QString text = QString::fromUtf8(data.constData(), data.size()); // past a NUL too
+    const auto isPlain = [](QChar c) { return c.isPrint() && c != QChar::ReplacementCharacter; };
+    const bool isText = std::all_of(text.begin(), text.end(), isPlain);
+    const int size = isText ? text.size() : data.size();
+    const QString shown = isText ? QLatin1Char('"') + text.left(Shown) + QLatin1Char('"')
+                                 : QString::fromLatin1(data.left(Shown).toHex());
+    return size > Shown ? shown + QLatin1String("...") : shown;
 }
 
 } // namespace
@@ -110,6 +124,23 @@ QString ValueWords::onOff(const QCborValue &value)
     if (!value.isBool())
         return QStringLiteral("-");
     return value.toBool() ? QStringLiteral("on") : QStringLiteral("off");
+}
+
+QString ValueWords::payload(const QCborValue &record)
+{
+    const QCborMap object = record.toMap();
+    const auto number = [&object](const char *name) { return object.value(QLatin1String(name)).toInteger(); };
+    const QCborValue hex = object.value(QLatin1String("data"));
+    const QByteArray data = QByteArray::fromHex(hex.toString().toLatin1());
+    const qint64 size = hex.isString() ? data.size() : number("size");
+    QString text = QStringLiteral("message %1, payload %2, id %3, %4 bytes")
+                       .arg(number("messageId"))
+                       .arg(number("payloadId"))
+                       .arg(number("id"))
+                       .arg(size);
+    if (hex.isString())
+        text += QLatin1String(": ") + bytes(data);
+    return text;
 }
 
 QString ValueWords::age(qint64 ms)

@@ -19,6 +19,8 @@ QString localPosition(const QCborValue &northEastDown);
 QString altitude(const QCborValue &reading);
 QString rangeStatus(qint64 status);
 QString onOff(const QCborValue &value);
+/// A payload by its kind, id and size; with its first bytes, as text if they are one, if the record has them.
+QString payload(const QCborValue &record);
 /// How long ago something was, in about five characters; -1: never.
 QString age(qint64 ms);
 

@@ -2,6 +2,7 @@
 #include "host/satellitecount.h"
 
 #include "autopilot/mavautopilot.h"
+#include "host/detectedautopilot.h"
 #include "host/latestvalues.h"
 #include "support/logcapture.h"
 #include "support/testmain.h"
@@ -52,7 +53,8 @@ void TestSatelliteCount::gpsMessages_changeTheCount()
 {
     MavAutopilot driver;
     LatestValues values;
-    const SatelliteCount count(&driver, values);
+    const DetectedAutopilot autopilot(&driver);
+    const SatelliteCount count(&driver, autopilot, values);
     announceSatellites(driver, 7);
     QCOMPARE(values.value(QStringLiteral("satellites")), QCborValue(7));
     announceSatellites(driver, 0);
@@ -63,7 +65,8 @@ void TestSatelliteCount::unknownCount_countsAsNone()
 {
     MavAutopilot driver;
     LatestValues values;
-    const SatelliteCount count(&driver, values);
+    const DetectedAutopilot autopilot(&driver);
+    const SatelliteCount count(&driver, autopilot, values);
     announceSatellites(driver, 255);
     QCOMPARE(values.value(QStringLiteral("satellites")), QCborValue(0));
 }
@@ -74,7 +77,8 @@ void TestSatelliteCount::otherSenders_areLeftAloneOnceAnAutopilotIsHeard()
     log.ignoreDebug();
     MavAutopilot driver;
     LatestValues values;
-    const SatelliteCount count(&driver, values);
+    const DetectedAutopilot autopilot(&driver);
+    const SatelliteCount count(&driver, autopilot, values);
     mavlink::minimal::msg::HEARTBEAT heartbeat{};
     heartbeat.autopilot = static_cast<quint8>(mavlink::minimal::MAV_AUTOPILOT::PX4);
     announce(driver, heartbeat, 1);
@@ -88,7 +92,8 @@ void TestSatelliteCount::otherMessages_areLeftAlone()
 {
     MavAutopilot driver;
     LatestValues values;
-    const SatelliteCount count(&driver, values);
+    const DetectedAutopilot autopilot(&driver);
+    const SatelliteCount count(&driver, autopilot, values);
     mavlink::mavlink_message_t message{};
     message.msgid = mavlink::common::msg::ATTITUDE::MSG_ID;
     Q_EMIT driver.messageReceived(message);

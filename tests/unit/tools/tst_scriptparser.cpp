@@ -18,6 +18,7 @@ private Q_SLOTS:
     void parseLine();
     void parseLine_ofAMistake_says_data();
     void parseLine_ofAMistake_says();
+    void send_keepsKindAndBytes();
     void waitFor_keepsItsCondition();
     void parseAll_numbersLinesAsAnEditorDoes();
     void parseAll_ofAMistake_namesItsLine();
@@ -80,10 +81,20 @@ void TestScriptParser::parseLine_ofAMistake_says_data()
     QTest::addColumn<QString>("line");
     QTest::addColumn<QString>("error");
 
-    QTest::newRow("unknown") << "dance now"
-                             << "unknown command dance; there are text, set, wait, wait-for, status, quit";
-    QTest::newRow("letter case") << "Quit"
-                                 << "unknown command Quit; there are text, set, wait, wait-for, status, quit";
+    QTest::newRow("unknown")
+        << "dance now"
+        << "unknown command dance; there are send, text, set, wait, wait-for, status, quit";
+    QTest::newRow("letter case")
+        << "Quit"
+        << "unknown command Quit; there are send, text, set, wait, wait-for, status, quit";
+    const char *sendForm =
+        "expected send MESSAGEID PAYLOADID (hex:DIGITS | text:WORDS | @FILE), ids from 0 to 255";
+    QTest::newRow("send of nothing") << "send 1 7" << sendForm;
+    QTest::newRow("send with one id") << "send 1 hex:00" << sendForm;
+    QTest::newRow("send with too high an id") << "send 1 256 hex:00" << sendForm;
+    QTest::newRow("send with a negative id") << "send -1 7 hex:00" << sendForm;
+    QTest::newRow("send of bad bytes") << "send 1 7 hex:0"
+                                       << "expected pairs of hexadecimal digits, not 0";
     QTest::newRow("text of nothing") << "text  "
                                      << "expected text WORDS";
     QTest::newRow("set of nothing") << "set"
@@ -123,6 +134,16 @@ void TestScriptParser::parseLine_ofAMistake_says()
     QFETCH(QString, line);
     QVERIFY(!parser.parseLine(line));
     QTEST(parser.errorText(), "error");
+}
+
+void TestScriptParser::send_keepsKindAndBytes()
+{
+    const auto command = parser.parseLine(QStringLiteral("send 255\t0  text:two  words "));
+    QVERIFY2(command, qPrintable(parser.errorText()));
+    QCOMPARE(command->kind, Kind::Send);
+    QCOMPARE(command->messageId, MessageId{255});
+    QCOMPARE(command->payloadId, PayloadId{0});
+    QCOMPARE(command->data, QByteArray("two  words"));
 }
 
 void TestScriptParser::waitFor_keepsItsCondition()
