@@ -21,7 +21,8 @@ sys.path.insert(0, str(DATA))
 
 
 def pytest_configure(config: pytest.Config) -> None:
-    missing = [name for name in ("noflailsten-host", "noflailsten-sim") if not (binaries() / name).is_file()]
+    programs = ("noflailsten-ground", "noflailsten-host", "noflailsten-sim")
+    missing = [name for name in programs if not (binaries() / name).is_file()]
     if missing:
         raise pytest.UsageError(f"{', '.join(missing)} not in {binaries()}; set NOFLAILSTEN_BIN_DIR")
 
