@@ -68,6 +68,21 @@ def test_piped_the_demo_prints_the_flight_line_by_line(bin_dir, environment, dem
     assert calls[1:] == ["nmcli radio wifi off", "nmcli radio wifi on"]
 
 
+def test_the_ground_links_part_shows_pings_and_a_payload_each_way(bin_dir, environment):
+    command = [DEMO / "demo.sh", bin_dir, "ground-link"]
+    result = subprocess.run(
+        command, env=environment, stdin=subprocess.DEVNULL, capture_output=True, text=True, timeout=TIMEOUT
+    )
+    assert result.returncode == 0, result.stdout + result.stderr
+    lines = result.stdout.splitlines()
+    pongs = [line for line in lines if re.fullmatch(r"ground  pong seq=\d time=[\d.]+ ms version=0\.2", line)]
+    assert len(pongs) == 3
+    ours, theirs = "a payload from the vehicle", "a payload from the ground"
+    assert any(line.startswith("host ") and theirs in line for line in lines)
+    assert any(line.startswith("ground ") and ours.encode().hex() in line for line in lines)
+    assert any("altimeter 0 m, status 4" in line for line in lines)
+
+
 def run_on_terminal(command: list, environment: dict) -> tuple[int, str]:
     """Exit status, and everything written to the terminal."""
     master, slave = pty.openpty()
