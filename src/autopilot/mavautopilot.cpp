@@ -46,7 +46,11 @@ MavAutopilot::MavAutopilot()
     createCarrier();
 }
 
-MavAutopilot::~MavAutopilot() = default;
+// The connection tells of its closing: not when this object is half gone.
+MavAutopilot::~MavAutopilot()
+{
+    connection->close();
+}
 
 void MavAutopilot::readSettings()
 {

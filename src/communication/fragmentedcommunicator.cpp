@@ -8,7 +8,6 @@
 #include <QTimerEvent>
 
 #include <cstring>
-#include <optional>
 
 namespace {
 
@@ -48,17 +47,22 @@ void fillBody(OnboardMessage &frame, const Values &...values)
 } // namespace
 
 /// Holds the mutex, and remembers for whom: what a send causes on the same thread must not wait for it.
+/// There, a second lock changes nothing.
 class FragmentedCommunicator::SendLock
 {
 public:
     explicit SendLock(FragmentedCommunicator *communicator)
-        : owner(communicator)
+        : owner(communicator->isSendingOnThisThread() ? nullptr : communicator)
     {
+        if (!owner)
+            return;
         owner->mutex.lock();
         owner->sender = QThread::currentThreadId();
     }
     ~SendLock()
     {
+        if (!owner)
+            return;
         owner->sender = nullptr;
         owner->mutex.unlock();
     }
@@ -66,7 +70,7 @@ public:
     SendLock &operator=(const SendLock &) = delete;
 
 private:
-    FragmentedCommunicator *owner;
+    FragmentedCommunicator *owner; // null: this thread holds the mutex already
 };
 
 FragmentedCommunicator::FragmentedCommunicator(int periodMs, QObject *parent)
@@ -90,9 +94,7 @@ void FragmentedCommunicator::start()
 
 void FragmentedCommunicator::stop()
 {
-    std::optional<SendLock> lock;
-    if (!isSendingOnThisThread())
-        lock.emplace(this);
+    const SendLock lock(this);
     stopTelemetryTimer();
     stopDropQueueTimer();
     queue.clear();
@@ -126,14 +128,26 @@ void FragmentedCommunicator::stopDropQueueTimer()
 
 void FragmentedCommunicator::timerEvent(QTimerEvent *event)
 {
-    if (event->timerId() == telemetryTimerId) {
-        const SendLock lock(this);
-        if (!queue.isEmpty())
-            sendWithDeferred(queue.takeFirst());
-    } else if (event->timerId() == dropQueueTimerId) {
-        const SendLock lock(this);
-        queue.clear();
-    }
+    if (event->timerId() == telemetryTimerId)
+        sendOldest();
+    else if (event->timerId() == dropQueueTimerId)
+        dropQueue();
+}
+
+// A host may turn the event loop in a handler that a send has called: such a tick waits for the next one.
+void FragmentedCommunicator::sendOldest()
+{
+    if (isSendingOnThisThread())
+        return;
+    const SendLock lock(this);
+    if (!queue.isEmpty())
+        sendWithDeferred(queue.takeFirst());
+}
+
+void FragmentedCommunicator::dropQueue()
+{
+    const SendLock lock(this);
+    queue.clear();
 }
 
 void FragmentedCommunicator::sendData(const CompletePayload &payload)

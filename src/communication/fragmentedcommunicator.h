@@ -75,6 +75,8 @@ private:
 
     bool isSendingOnThisThread() const;
     void sendWithDeferred(const CompletePayload &payload);
+    void sendOldest();
+    void dropQueue();
     void onPing(OnboardMessageId type, qint64 timestamp);
     void onPayload(OnboardMessageId type, const CompletePayload &payload);
     void logFirstPing(qint64 timestamp);

@@ -22,7 +22,8 @@ struct PayloadMessageGroup
 /// Puts fragments together again and tells the kinds of received frames apart.
 ///
 /// At most 20 payloads are under reassembly at a time; that cap is the only way in which an unfinished one is
-/// ever given up, there is no time-out. So the memory is bounded: 20 times 65535 bytes and their keys.
+/// ever given up, there is no time-out. So the memory is bounded: 20 times 65535 bytes, with what it takes to
+/// keep chunks; in chunks of a byte each, the worst case, that is 126 MB on a 64-bit machine.
 ///
 /// No lock: used from the thread that parses incoming frames. Owned by its communicator.
 class NOFLAILSTEN_EXPORT OnboardMessageDispatcher : public QObject, public Logged

@@ -112,6 +112,7 @@ void TestMavAutopilot::settings_absent_areWrittenWithTheirDefaults()
         {QStringLiteral("MAV/COMPONENT_ID"), 5},
         {QStringLiteral("MAV/SENDING_PERIOD_MS"), 20},
         {QStringLiteral("MAV/TELEMETRY_RATE"), 10},
+        {QStringLiteral("MAV/V2_EXTENSION"), false},
     };
     for (const auto &setting : expected) {
         QVERIFY2(settings->contains(setting.first), qPrintable(setting.first));

@@ -219,7 +219,7 @@ void TestMavDetection::unhandledMessage_isIgnored()
     second.satellites_visible = 9;
     rig.plugin->feed(second);
     rig.plugin->feed(mavlink::common::msg::STATUSTEXT{});
-    rig.plugin->feed(mavlink::common::msg::V2_EXTENSION{});
+    rig.plugin->feed(mavlink::common::msg::MANUAL_CONTROL{});
     QCOMPARE(rig.log.take(), QStringList());
 }
 
