@@ -2,6 +2,7 @@
 #include "autopilot/iautopilotplugin.h"
 
 #include "app/app.h"
+#include "navigation/ivirtualstick.h"
 
 IAutopilotPlugin::IAutopilotPlugin(QObject *parent)
     : IBase(parent)
@@ -10,6 +11,7 @@ IAutopilotPlugin::IAutopilotPlugin(QObject *parent)
     qRegisterMetaType<MessageId>("MessageId");
     qRegisterMetaType<PayloadId>("PayloadId");
     qRegisterMetaType<CompletePayload>("CompletePayload");
+    qRegisterMetaType<QSharedPointer<IVirtualStick>>("QSharedPointer<IVirtualStick>");
     if (App *app = runningApp())
         connect(app, &App::APP_DISABLE_WIFI_IN_AIR, this, [this](bool value) { disableWifiInAir = value; });
     disableWifiInAir = readSetting("APP", "DISABLE_WIFI_IN_AIR", false).toBool();

@@ -8,6 +8,8 @@
 #include "communication/monitormessage.h"
 #include "connection/tcpconnection.h"
 #include "connection/uartconnection.h"
+#include "mavlink/framing.h"
+#include "navigation/mavstickadapter.h"
 
 #include <QDataStream>
 #include <QTimerEvent>
@@ -43,7 +45,7 @@ MavAutopilot::MavAutopilot()
     readSettings();
     createConnection();
     connect(connection, &IConnection::dataReceived, this, &MavAutopilot::dispatchReceivedData);
-    createCarrier();
+    createParts();
 }
 
 // The connection tells of its closing: not when this object is half gone.
@@ -95,14 +97,17 @@ void MavAutopilot::createConnection()
     connection = new UartConnection(this);
 }
 
-// The order of the connections is the order of delivery: the ground link sees a message before the telemetry.
-void MavAutopilot::createCarrier()
+// The order of the connections is the order of delivery: the ground link, the telemetry, the stick.
+void MavAutopilot::createParts()
 {
-    carrier = new MavCommunicator(sendingPeriodMs, this);
     auto *outlet = new MessageOutlet([this](const mavlink::Message &message) { sendMessage(message); }, this);
+    carrier = new MavCommunicator(sendingPeriodMs, this);
     connect(this, &MavAutopilot::messageReceived, carrier, &MavCommunicator::onMessageReceived);
     connect(this, &MavAutopilot::messageReceived, this, &MavAutopilot::onMessageReceived);
     connect(carrier, &MavCommunicator::sendMavlinkMessage, outlet, &MessageOutlet::send);
+    stick = new MavStickAdapter(this);
+    connect(this, &MavAutopilot::messageReceived, stick, &MavStickAdapter::onMessageReceived);
+    connect(stick, &MavStickAdapter::sendMessage, outlet, &MessageOutlet::send);
 }
 
 ICommunicator *MavAutopilot::communicator()
@@ -112,7 +117,7 @@ ICommunicator *MavAutopilot::communicator()
 
 IVirtualStick *MavAutopilot::virtualStick()
 {
-    return nullptr;
+    return stick;
 }
 
 bool MavAutopilot::isStarted() const
@@ -280,6 +285,7 @@ void MavAutopilot::detect(const mavlink::mavlink_message_t &message, quint8 auto
     autopilotType = autopilot;
     info() << "Autopilot systemid detected " << targetSystemId;
     info() << (autopilotType == Px4 ? "PX4 Detected " : "ArduPilot Detected");
+    stick->setTargetSystemId(targetSystemId);
 }
 
 // `daqEnabled` is not written here: publishing it emits the App signal that this object listens to, and
@@ -304,15 +310,9 @@ void MavAutopilot::followArming(bool nowArmed)
 
 void MavAutopilot::sendMessage(const mavlink::Message &message)
 {
-    mavlink::mavlink_message_t wire;
-    mavlink::MsgMap map(wire);
-    message.serialize(map);
-    const mavlink::Message::Info info = message.get_message_info();
-    mavlink::mavlink_finalize_message_chan(
-        &wire, static_cast<quint8>(systemId), static_cast<quint8>(componentId), mavlink::MAVLINK_COMM_0,
-        static_cast<quint8>(info.min_length), static_cast<quint8>(info.length), info.crc_extra);
     quint8 frame[MAVLINK_MAX_PACKET_LEN];
-    const quint16 length = mavlink::mavlink_msg_to_send_buffer(frame, &wire);
+    const quint16 length =
+        mavlink::packFrame(message, static_cast<quint8>(systemId), static_cast<quint8>(componentId), frame);
     if (connection)
         connection->sendData(reinterpret_cast<const char *>(frame), length);
 }

@@ -10,6 +10,7 @@
 
 class IConnection;
 class MavCommunicator;
+class MavStickAdapter;
 
 /// The autopilot driver: a PX4 or ArduPilot flight controller over MAVLink.
 ///
@@ -77,7 +78,7 @@ protected:
 private:
     void readSettings();
     void createConnection();
-    void createCarrier();
+    void createParts();
     void killTimerId(int &timerId);
 
     void reportStatus();
@@ -90,6 +91,7 @@ private:
 
     IConnection *connection = nullptr;
     MavCommunicator *carrier = nullptr;
+    MavStickAdapter *stick = nullptr;
     bool started = false;
     quint8 linkStatus = 0;     // 1 once start() has opened the connection
     quint8 reportedStatus = 0; // 0 no link, 1 link without autopilot, 2 autopilot heard

@@ -4,6 +4,7 @@
 namespace {
 
 namespace msg = mavlink::common::msg;
+using mavlink::common::MAV_DATA_STREAM;
 
 constexpr float MicrosecondsPerSecond = 1000000.0F;
 constexpr quint8 AutopilotComponent = 1;
@@ -37,17 +38,21 @@ void TelemetryRequests::forPx4(quint8 targetSystem, int rateHz, const Request &r
     }
 }
 
+void TelemetryRequests::dataStream(quint8 targetSystem, MAV_DATA_STREAM stream, int rateHz,
+                                   const Request &request)
+{
+    msg::REQUEST_DATA_STREAM wanted{};
+    wanted.target_system = targetSystem;
+    wanted.target_component = AutopilotComponent;
+    wanted.req_stream_id = static_cast<quint8>(stream);
+    wanted.req_message_rate = static_cast<quint16>(rateHz);
+    wanted.start_stop = 1;
+    request(wanted);
+}
+
 void TelemetryRequests::forArduPilot(quint8 targetSystem, int rateHz, const Request &request)
 {
-    using mavlink::common::MAV_DATA_STREAM;
     for (const MAV_DATA_STREAM stream : {MAV_DATA_STREAM::POSITION, MAV_DATA_STREAM::EXTENDED_STATUS,
-                                         MAV_DATA_STREAM::EXTRA1, MAV_DATA_STREAM::EXTRA3}) {
-        msg::REQUEST_DATA_STREAM wanted{};
-        wanted.target_system = targetSystem;
-        wanted.target_component = AutopilotComponent;
-        wanted.req_stream_id = static_cast<quint8>(stream);
-        wanted.req_message_rate = static_cast<quint16>(rateHz);
-        wanted.start_stop = 1;
-        request(wanted);
-    }
+                                         MAV_DATA_STREAM::EXTRA1, MAV_DATA_STREAM::EXTRA3})
+        dataStream(targetSystem, stream, rateHz, request);
 }

@@ -10,6 +10,7 @@
 #include "host/jsonview.h"
 #include "host/liveview.h"
 #include "host/logoutput.h"
+#include "host/moderefusal.h"
 #include "host/plainview.h"
 #include "host/satellitecount.h"
 #include "navigation/ivirtualstick.h"
@@ -115,7 +116,8 @@ int Host::loadPlugin()
     connectLink();
     autopilot = std::make_unique<DetectedAutopilot>(plugin);
     groundPayloads = std::make_unique<GroundPayloads>(app, *plugin, *autopilot);
-    connectGroundLink();
+    modeRefusal = std::make_unique<ModeRefusal>(plugin, *autopilot);
+    connectHints();
     return ExitCode::Done;
 }
 
@@ -154,6 +156,8 @@ void Host::tapSignals()
         tap.watch(communicator, ICommunicator::staticMetaObject, QStringLiteral("communicator."));
     if (IVirtualStick *stick = plugin->virtualStick())
         tap.watch(stick, IVirtualStick::staticMetaObject, QStringLiteral("virtualStick."));
+    script.setStick(plugin->virtualStick());
+    connect(plugin, &IAutopilotPlugin::dataReceived, groundPayloads.get(), &GroundPayloads::forward);
 }
 
 void Host::connectLink()
@@ -169,12 +173,11 @@ void Host::connectLink()
     });
 }
 
-void Host::connectGroundLink()
+void Host::connectHints()
 {
-    connect(plugin, &IAutopilotPlugin::dataReceived, groundPayloads.get(), &GroundPayloads::forward);
-    connect(groundPayloads.get(), &GroundPayloads::hint, this, [this](const QString &text) {
-        view->showEvent({"hint", "message", text});
-    });
+    const auto show = [this](const QString &text) { view->showEvent({"hint", "message", text}); };
+    connect(groundPayloads.get(), &GroundPayloads::hint, this, show);
+    connect(modeRefusal.get(), &ModeRefusal::hint, this, show);
 }
 
 void Host::connectScript()
@@ -248,6 +251,8 @@ void Host::finish(int exitCode)
     if (std::exchange(finished, true))
         return;
     script.cancel();
+    if (script.hover())
+        view->showEvent({"hover"});
     durationTimer.stop();
     link->end();
     app.syncSettings();

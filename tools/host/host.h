@@ -19,6 +19,7 @@ class App;
 class DetectedAutopilot;
 class GroundPayloads;
 class IAutopilotPlugin;
+class ModeRefusal;
 class SatelliteCount;
 
 /// The reference host: one plugin, its link kept up, its signals shown, a script run against it.
@@ -52,7 +53,7 @@ private:
     void startScript();
     void onSignal(const QString &name, const QCborValue &value);
     void onLinkFailed(std::chrono::milliseconds pause);
-    void connectGroundLink();
+    void connectHints();
     void send(MessageId messageId, PayloadId payloadId, const QByteArray &data);
     int refuse(int exitCode, const QString &message);
     void fail(int exitCode, const QString &message);
@@ -69,6 +70,7 @@ private:
     std::unique_ptr<DetectedAutopilot> autopilot;
     std::unique_ptr<SatelliteCount> satellites; // of the views that people look at
     std::unique_ptr<GroundPayloads> groundPayloads;
+    std::unique_ptr<ModeRefusal> modeRefusal;
     SignalTap tap;
     std::unique_ptr<LinkWatch> link;
     ScriptPlayer script;

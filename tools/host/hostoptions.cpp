@@ -11,6 +11,12 @@ namespace {
 constexpr const char *Description =
     "Loads the autopilot plugin, keeps its link up and shows what it reports.\n\n"
     "Commands, from a script or typed on a terminal:\n"
+    "  control               ask the autopilot for its guided mode\n"
+    "  arm [TIMEOUT]         ask to arm, every 2 s until it is; end with 5 after TIMEOUT (60) s\n"
+    "  takeoff               to 15 m\n"
+    "  velocity NORTH EAST DOWN YAWRATE [SECONDS]\n"
+    "                        m/s and degrees per second; once, or ten a second for that long\n"
+    "  subscribe             ask for the stick's telemetry\n"
     "  send MESSAGEID PAYLOADID (hex:DIGITS | text:WORDS | @FILE)\n"
     "                        send a payload of up to 65535 bytes to the ground station\n"
     "  text WORDS            send a text to the ground\n"

@@ -13,7 +13,7 @@ namespace {
 
 constexpr int DrawPeriodMs = 200;
 constexpr int ShownTexts = 3;
-constexpr int TableRows = 1 + 1 + 9 + ShownTexts + 1; // title, link, state, texts, ruler
+constexpr int TableRows = 1 + 1 + 11 + ShownTexts + 1; // title, link, state, texts, ruler
 constexpr int LabelWidth = 16;
 constexpr int AgeWidth = 9;
 constexpr qint64 StaleMs = 5000;

@@ -3,6 +3,7 @@
 
 #include "communication/payloadmessage.h"
 #include "host/condition.h"
+#include "navigation/positions.h"
 
 #include <QByteArray>
 
@@ -11,7 +12,20 @@
 /// One command of a script or of the prompt.
 struct ScriptCommand
 {
-    enum class Kind { Send, Text, Set, Wait, WaitFor, Status, Quit };
+    enum class Kind {
+        Control,
+        Arm,
+        TakeOff,
+        Velocity,
+        Subscribe,
+        Send,
+        Text,
+        Set,
+        Wait,
+        WaitFor,
+        Status,
+        Quit
+    };
 
     Kind kind = Kind::Status;
     int line = 0;          ///< Where it stands in its script, from 1.
@@ -21,6 +35,8 @@ struct ScriptCommand
     QByteArray data;
     QByteArray group;                  ///< Of set.
     QByteArray name;                   ///< Of set.
-    std::chrono::milliseconds time{0}; ///< Of wait; of wait-for: the time-out.
+    Utils::Vector3d velocity;          ///< Of velocity: metres per second north, east and down.
+    float yawRate = 0;                 ///< Of velocity: degrees per second, clockwise positive.
+    std::chrono::milliseconds time{0}; ///< Of wait; of wait-for and arm: the time-out; of velocity: how long.
     Condition condition;               ///< Of wait-for.
 };

@@ -5,9 +5,15 @@
 #include "host/seconds.h"
 #include "host/settingskey.h"
 
+#include <cmath>
+#include <functional>
+
 namespace {
 
 constexpr std::chrono::milliseconds DefaultTimeout{60000};
+// A slip of the keyboard must not send an aircraft away.
+constexpr double MaxSpeed = 30;    // metres per second along each axis
+constexpr double MaxYawRate = 180; // degrees per second
 
 /// Takes the first word off a text.
 QString takeWord(QString &text)
@@ -18,6 +24,16 @@ QString takeWord(QString &text)
     QString word = text.left(end);
     text = text.mid(end).trimmed();
     return word;
+}
+
+/// Takes a number off a text; nothing if there is none, or if it is beyond the limit.
+std::optional<double> takeNumber(QString &text, double limit)
+{
+    bool ok = false;
+    const double number = takeWord(text).toDouble(&ok);
+    if (!ok || !(std::fabs(number) <= limit))
+        return std::nullopt;
+    return number;
 }
 
 /// Takes the condition off a text: the first word, but in double quotes a value may hold blanks.
@@ -67,22 +83,64 @@ std::optional<QVector<ScriptCommand>> ScriptParser::parseAll(const QByteArray &s
 
 std::optional<ScriptCommand> ScriptParser::parseCommand(const QString &word, const QString &rest)
 {
-    if (word == QLatin1String("send"))
-        return parseSend(rest);
-    if (word == QLatin1String("text"))
-        return parseText(rest);
-    if (word == QLatin1String("set"))
-        return parseSet(rest);
-    if (word == QLatin1String("wait"))
-        return parseWait(rest);
-    if (word == QLatin1String("wait-for"))
-        return parseWaitFor(rest);
-    if (word == QLatin1String("status"))
-        return parseBare(ScriptCommand::Kind::Status, rest);
-    if (word == QLatin1String("quit"))
-        return parseBare(ScriptCommand::Kind::Quit, rest);
-    return fail(QStringLiteral("unknown command %1; there are send, text, set, wait, wait-for, status, quit")
-                    .arg(word));
+    using Parser = std::function<std::optional<ScriptCommand>()>;
+    const auto bare = [&](ScriptCommand::Kind kind) {
+        return Parser([this, kind, &rest] { return parseBare(kind, rest); });
+    };
+    const std::pair<const char *, Parser> commands[] = {
+        {"control", bare(ScriptCommand::Kind::Control)},
+        {"arm", [&] { return parseArm(rest); }},
+        {"takeoff", bare(ScriptCommand::Kind::TakeOff)},
+        {"velocity", [&] { return parseVelocity(rest); }},
+        {"subscribe", bare(ScriptCommand::Kind::Subscribe)},
+        {"send", [&] { return parseSend(rest); }},
+        {"text", [&] { return parseText(rest); }},
+        {"set", [&] { return parseSet(rest); }},
+        {"wait", [&] { return parseWait(rest); }},
+        {"wait-for", [&] { return parseWaitFor(rest); }},
+        {"status", bare(ScriptCommand::Kind::Status)},
+        {"quit", bare(ScriptCommand::Kind::Quit)},
+    };
+    QStringList names;
+    for (const auto &[name, parse] : commands) {
+        if (word == QLatin1String(name))
+            return parse();
+        names.append(QLatin1String(name));
+    }
+    return fail(
+        QStringLiteral("unknown command %1; there are %2").arg(word, names.join(QLatin1String(", "))));
+}
+
+std::optional<ScriptCommand> ScriptParser::parseArm(const QString &rest)
+{
+    const auto timeout = rest.isEmpty() ? DefaultTimeout : parseSeconds(rest);
+    if (!timeout)
+        return fail(QStringLiteral("expected arm [TIMEOUT]"));
+    ScriptCommand command;
+    command.kind = ScriptCommand::Kind::Arm;
+    command.time = *timeout;
+    return command;
+}
+
+std::optional<ScriptCommand> ScriptParser::parseVelocity(const QString &rest)
+{
+    QString left = rest;
+    const auto north = takeNumber(left, MaxSpeed);
+    const auto east = takeNumber(left, MaxSpeed);
+    const auto down = takeNumber(left, MaxSpeed);
+    const auto yawRate = takeNumber(left, MaxYawRate);
+    const auto time = left.isEmpty() ? std::chrono::milliseconds(0) : parseSeconds(left);
+    if (!north || !east || !down || !yawRate || !time)
+        return fail(QStringLiteral("expected velocity NORTH EAST DOWN YAWRATE [SECONDS], at most %1 m/s and "
+                                   "%2 degrees per second")
+                        .arg(MaxSpeed)
+                        .arg(MaxYawRate));
+    ScriptCommand command;
+    command.kind = ScriptCommand::Kind::Velocity;
+    command.velocity = {*north, *east, *down};
+    command.yawRate = static_cast<float>(*yawRate);
+    command.time = *time;
+    return command;
 }
 
 std::optional<ScriptCommand> ScriptParser::parseSend(const QString &rest)

@@ -29,6 +29,8 @@ public:
 
 private:
     std::optional<ScriptCommand> parseCommand(const QString &word, const QString &rest);
+    std::optional<ScriptCommand> parseArm(const QString &rest);
+    std::optional<ScriptCommand> parseVelocity(const QString &rest);
     std::optional<ScriptCommand> parseSend(const QString &rest);
     std::optional<ScriptCommand> parseText(const QString &rest);
     std::optional<ScriptCommand> parseSet(const QString &rest);

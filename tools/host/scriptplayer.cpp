@@ -10,7 +10,8 @@ ScriptPlayer::ScriptPlayer(LatestValues *values, const QStringList &knownSignals
     , runner(values)
 {
     connect(&runner, &ScriptRunner::done, this, &ScriptPlayer::next);
-    connect(&runner, &ScriptRunner::timedOut, this, &ScriptPlayer::onTimedOut);
+    connect(&runner, &ScriptRunner::failed, this,
+            [this](const QString &why) { complain(ExitCode::NotHappened, why); });
     connect(&runner, &ScriptRunner::sendAsked, this, &ScriptPlayer::sendAsked);
     connect(&runner, &ScriptRunner::statusAsked, this, &ScriptPlayer::statusAsked);
     connect(&runner, &ScriptRunner::quitAsked, this, &ScriptPlayer::quitAsked);
@@ -74,11 +75,6 @@ void ScriptPlayer::onEnded()
 {
     if (source == Source::Prompt)
         Q_EMIT quitAsked();
-}
-
-void ScriptPlayer::onTimedOut(const QString &condition)
-{
-    complain(ExitCode::NotHappened, QStringLiteral("wait-for %1: timed out").arg(condition));
 }
 
 void ScriptPlayer::complain(int exitCode, const QString &what)

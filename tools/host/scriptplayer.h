@@ -25,6 +25,10 @@ public:
     /// Reads the commands while running them.
     void follow(int fd, Source source);
     void cancel();
+    /// What the commands that fly go through; null: there is none.
+    void setStick(IVirtualStick *stick) { runner.setStick(stick); }
+    /// See Pilot.
+    bool hover() { return runner.hover(); }
 
 Q_SIGNALS:
     void sendAsked(MessageId messageId, PayloadId payloadId, const QByteArray &data);
@@ -43,7 +47,6 @@ private:
     void next();
     void onLine(const QString &text);
     void onEnded();
-    void onTimedOut(const QString &condition);
     void complain(int exitCode, const QString &what);
 
     ScriptParser parser;

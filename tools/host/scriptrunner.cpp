@@ -9,10 +9,13 @@
 ScriptRunner::ScriptRunner(LatestValues *seen, QObject *parent)
     : QObject(parent)
     , values(seen)
+    , pilot(seen)
 {
     timer.setSingleShot(true);
     timer.setTimerType(Qt::PreciseTimer);
     connect(&timer, &QTimer::timeout, this, &ScriptRunner::onTimeout);
+    connect(&pilot, &Pilot::done, this, &ScriptRunner::done);
+    connect(&pilot, &Pilot::failed, this, &ScriptRunner::failed);
     connect(values, &LatestValues::stored, this, [this](const QString &name) {
         if (waiting && waiting->condition.signal == name)
             check();
@@ -21,6 +24,10 @@ ScriptRunner::ScriptRunner(LatestValues *seen, QObject *parent)
 
 void ScriptRunner::run(const ScriptCommand &command)
 {
+    if (Pilot::flies(command.kind)) {
+        pilot.run(command);
+        return;
+    }
     switch (command.kind) {
     case ScriptCommand::Kind::Send:
         Q_EMIT sendAsked(command.messageId, command.payloadId, command.data);
@@ -43,12 +50,15 @@ void ScriptRunner::run(const ScriptCommand &command)
     case ScriptCommand::Kind::WaitFor:
         waitFor(command);
         return;
+    default:
+        break;
     }
     finishSoon();
 }
 
 void ScriptRunner::cancel()
 {
+    pilot.cancel();
     timer.stop();
     waiting.reset();
 }
@@ -73,7 +83,7 @@ void ScriptRunner::onTimeout()
 {
     const auto unmet = std::exchange(waiting, std::nullopt);
     if (unmet)
-        Q_EMIT timedOut(unmet->text);
+        Q_EMIT failed(QStringLiteral("wait-for %1: timed out").arg(unmet->text));
     else
         Q_EMIT done();
 }

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "host/pilot.h"
 #include "host/scriptcommand.h"
 
 #include <QObject>
@@ -8,6 +9,7 @@
 
 #include <optional>
 
+class IVirtualStick;
 class LatestValues;
 
 /// Carries out one command at a time. The outcome always comes from the event loop, never from inside run().
@@ -19,6 +21,9 @@ public:
     /// @param values what wait-for looks at; must outlive this object.
     explicit ScriptRunner(LatestValues *values, QObject *parent = nullptr);
 
+    void setStick(IVirtualStick *stick) { pilot.setStick(stick); }
+    /// See Pilot.
+    bool hover() { return pilot.hover(); }
     /// Not to be called before the command before is done.
     void run(const ScriptCommand &command);
     /// Gives up the command that runs; no outcome follows.
@@ -26,8 +31,8 @@ public:
 
 Q_SIGNALS:
     void done();
-    /// A wait-for was not fulfilled in time.
-    void timedOut(const QString &condition);
+    /// What was asked for did not happen, or not in time.
+    void failed(const QString &why);
     void sendAsked(MessageId messageId, PayloadId payloadId, const QByteArray &data);
     void statusAsked();
     void quitAsked();
@@ -39,6 +44,7 @@ private:
     void finishSoon();
 
     LatestValues *values;
+    Pilot pilot;
     QTimer timer;
     std::optional<ScriptCommand> waiting; // the wait-for that is not fulfilled yet
 };

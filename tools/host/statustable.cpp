@@ -5,12 +5,15 @@
 #include "host/satellitecount.h"
 #include "host/valuewords.h"
 
+#include <QCborMap>
+
 QVector<StatusTable::Row> StatusTable::rows() const
 {
     return {autopilot(),
             attitude(),
             row("Position", "gpsCoordinate", ValueWords::position),
             row("Local position", "vehicleLocalPos", ValueWords::localPosition),
+            fromOrigin(),
             row("Velocity", "velocity", ValueWords::speed),
             altitude(),
             altimeter(),
@@ -54,6 +57,19 @@ StatusTable::Row StatusTable::attitude() const
         result.text = QStringLiteral("roll %1, pitch %2, yaw %3")
                           .arg(result.text, ValueWords::angle(values.value(QStringLiteral("pitch"))),
                                ValueWords::angle(values.value(QStringLiteral("yaw"))));
+    return result;
+}
+
+// The stick takes the first position that it hears for its origin, and an ArduPilot sends zeros until it has
+// a fix: distances from there mean nothing.
+StatusTable::Row StatusTable::fromOrigin() const
+{
+    const QCborMap origin = values.value(QStringLiteral("virtualStick.originChanged")).toMap();
+    Row result = row("From origin", "virtualStick.localPositionChanged", ValueWords::distanceAndHeight);
+    const bool isNowhere = origin.value(QLatin1String("lat")).toDouble() == 0 &&
+                           origin.value(QLatin1String("lon")).toDouble() == 0;
+    if (!origin.isEmpty() && isNowhere)
+        result.text = QStringLiteral("no fix yet");
     return result;
 }
 

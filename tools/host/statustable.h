@@ -37,6 +37,7 @@ private:
     Row row(const char *label, const char *signal, QString (*words)(const QCborValue &)) const;
     Row autopilot() const;
     Row attitude() const;
+    Row fromOrigin() const;
     Row altitude() const;
     Row altimeter() const;
     Row clock() const;

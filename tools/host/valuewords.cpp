@@ -96,6 +96,14 @@ QString ValueWords::localPosition(const QCborValue &northEastDown)
              metres(object.value(QLatin1String("z"))));
 }
 
+QString ValueWords::distanceAndHeight(const QCborValue &northEastDown)
+{
+    const QCborMap object = northEastDown.toMap();
+    const auto number = [&object](const char *name) { return object.value(QLatin1String(name)).toDouble(); };
+    return QStringLiteral("%1 away, %2 above it")
+        .arg(metres(std::hypot(number("x"), number("y"))), metres(-number("z")));
+}
+
 QString ValueWords::altitude(const QCborValue &reading)
 {
     const QCborMap object = reading.toMap();

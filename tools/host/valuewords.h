@@ -15,6 +15,8 @@ QString speed(const QCborValue &metresPerSecond);
 /// Latitude and longitude as N, S, E and W.
 QString position(const QCborValue &coordinates);
 QString localPosition(const QCborValue &northEastDown);
+/// Horizontal distance, and height above, of a local position.
+QString distanceAndHeight(const QCborValue &northEastDown);
 /// Value and range status of an altitude.
 QString altitude(const QCborValue &reading);
 QString rangeStatus(qint64 status);

@@ -19,6 +19,7 @@ private Q_SLOTS:
     void parseLine_ofAMistake_says_data();
     void parseLine_ofAMistake_says();
     void send_keepsKindAndBytes();
+    void velocity_keepsItsNumbers();
     void waitFor_keepsItsCondition();
     void parseAll_numbersLinesAsAnEditorDoes();
     void parseAll_ofAMistake_namesItsLine();
@@ -60,6 +61,13 @@ void TestScriptParser::parseLine_data()
         << "wait-for roll>1 1.5" << Kind::WaitFor << "roll>1" << qint64(1500);
     QTest::newRow("wait-for, quoted")
         << "wait-for textToGround.text=\"a b\" 2" << Kind::WaitFor << "textToGround.text=a b" << qint64(2000);
+    QTest::newRow("control") << "control" << Kind::Control << "" << qint64(0);
+    QTest::newRow("arm") << "arm" << Kind::Arm << "" << qint64(60000);
+    QTest::newRow("arm, with a time") << "arm 5" << Kind::Arm << "" << qint64(5000);
+    QTest::newRow("takeoff") << "takeoff" << Kind::TakeOff << "" << qint64(0);
+    QTest::newRow("velocity") << "velocity 1 2 3 4" << Kind::Velocity << "" << qint64(0);
+    QTest::newRow("velocity, for a time") << "velocity 1 2 3 4 5.5" << Kind::Velocity << "" << qint64(5500);
+    QTest::newRow("subscribe") << "subscribe" << Kind::Subscribe << "" << qint64(0);
     QTest::newRow("status") << " status\r" << Kind::Status << "" << qint64(0);
     QTest::newRow("quit") << "quit" << Kind::Quit << "" << qint64(0);
 }
@@ -81,12 +89,22 @@ void TestScriptParser::parseLine_ofAMistake_says_data()
     QTest::addColumn<QString>("line");
     QTest::addColumn<QString>("error");
 
-    QTest::newRow("unknown")
-        << "dance now"
-        << "unknown command dance; there are send, text, set, wait, wait-for, status, quit";
-    QTest::newRow("letter case")
-        << "Quit"
-        << "unknown command Quit; there are send, text, set, wait, wait-for, status, quit";
+    QTest::newRow("unknown") << "dance now"
+                             << "unknown command dance; there are control, arm, takeoff, velocity, "
+                                "subscribe, send, text, set, wait, wait-for, status, quit";
+    QTest::newRow("letter case") << "Quit"
+                                 << "unknown command Quit; there are control, arm, takeoff, velocity, "
+                                    "subscribe, send, text, set, wait, wait-for, status, quit";
+    const char *velocityForm = "expected velocity NORTH EAST DOWN YAWRATE [SECONDS], at most 30 m/s and 180 "
+                               "degrees per second";
+    for (const char *bad : {"velocity", "velocity 1 2 3", "velocity 1 2 x 4", "velocity nan 0 0 0",
+                            "velocity 0 inf 0 0", "velocity 0 0 5000 0", "velocity 30.1 0 0 0",
+                            "velocity 0 0 0 181", "velocity 0 0 0 0 -1", "velocity 0 0 0 0 1 1"})
+        QTest::newRow(bad) << bad << velocityForm;
+    QTest::newRow("arm for no time") << "arm soon"
+                                     << "expected arm [TIMEOUT]";
+    QTest::newRow("takeoff to somewhere") << "takeoff 20"
+                                          << "unexpected 20";
     const char *sendForm =
         "expected send MESSAGEID PAYLOADID (hex:DIGITS | text:WORDS | @FILE), ids from 0 to 255";
     QTest::newRow("send of nothing") << "send 1 7" << sendForm;
@@ -144,6 +162,16 @@ void TestScriptParser::send_keepsKindAndBytes()
     QCOMPARE(command->messageId, MessageId{255});
     QCOMPARE(command->payloadId, PayloadId{0});
     QCOMPARE(command->data, QByteArray("two  words"));
+}
+
+void TestScriptParser::velocity_keepsItsNumbers()
+{
+    const auto command = parser.parseLine(QStringLiteral("velocity -30 0.1 1e-3 -180"));
+    QVERIFY2(command, qPrintable(parser.errorText()));
+    QCOMPARE(command->velocity.x, -30.0);
+    QCOMPARE(command->velocity.y, 0.1);
+    QCOMPARE(command->velocity.z, 0.001);
+    QCOMPARE(command->yawRate, -180.0F);
 }
 
 void TestScriptParser::waitFor_keepsItsCondition()
