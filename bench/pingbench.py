@@ -61,7 +61,8 @@ def ping_round_trips(bin_dir: Path) -> list[float]:
         quiet = dict.fromkeys(("stdin", "stdout", "stderr"), subprocess.DEVNULL)
         host = subprocess.Popen([bin_dir / "noflailsten-host", "--config", config, "--quiet"], **quiet)
         try:
-            ping(bin_dir, ports[1], 10)  # until the simulator knows both ends
+            while not ping(bin_dir, ports[1], 1):  # until the simulator has heard the host, and relays to it
+                assert host.poll() is None
             return ping(bin_dir, ports[1], PINGS)
         finally:
             for process in (host, sim):

@@ -100,7 +100,7 @@ void MavAutopilot::createConnection()
 // The order of the connections is the order of delivery: the ground link, the telemetry, the stick.
 void MavAutopilot::createParts()
 {
-    auto *outlet = new MessageOutlet([this](const mavlink::Message &message) { sendMessage(message); }, this);
+    outlet = new MessageOutlet([this](const mavlink::Message &message) { sendMessage(message); }, this);
     carrier = new MavCommunicator(sendingPeriodMs, this);
     connect(this, &MavAutopilot::messageReceived, carrier, &MavCommunicator::onMessageReceived);
     connect(this, &MavAutopilot::messageReceived, this, &MavAutopilot::onMessageReceived);
@@ -153,6 +153,7 @@ void MavAutopilot::stop()
 {
     connection->close();
     carrier->stop();
+    outlet->discard(); // the rest of it would be out of date on the next link
     stopTimers();
     started = false;
 }

@@ -11,6 +11,7 @@
 class IConnection;
 class MavCommunicator;
 class MavStickAdapter;
+class MessageOutlet;
 
 /// The autopilot driver: a PX4 or ArduPilot flight controller over MAVLink.
 ///
@@ -59,7 +60,8 @@ public Q_SLOTS:
     void dispatchReceivedData(const QByteArray &data);
     void onMessageReceived(const mavlink::mavlink_message_t &message);
     /// Frames a message with our ids and the shared sequence number and writes it. A failed write is not
-    /// repeated.
+    /// repeated. The ground link and the stick send through a MessageOutlet, which brings what other threads
+    /// send here in order.
     void sendMessage(const mavlink::Message &message);
 
 protected:
@@ -90,6 +92,7 @@ private:
     void followArming(bool nowArmed);
 
     IConnection *connection = nullptr;
+    MessageOutlet *outlet = nullptr;
     MavCommunicator *carrier = nullptr;
     MavStickAdapter *stick = nullptr;
     bool started = false;

@@ -12,6 +12,11 @@ MessageOutlet::MessageOutlet(Sender target, QObject *parent)
     , sender(std::move(target))
 {}
 
+void MessageOutlet::discard()
+{
+    QCoreApplication::removePostedEvents(this, QEvent::MetaCall);
+}
+
 void MessageOutlet::send(const mavlink::Message &message)
 {
     if (std::exchange(posted, false)) {

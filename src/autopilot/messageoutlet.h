@@ -12,6 +12,8 @@
 /// A message from another thread waits as a posted event. One that is sent on the main thread meanwhile would
 /// overtake it, and fall between the fragments of a payload; so what was posted before is delivered first.
 ///
+/// What waits has no limit: threads that send faster than the link takes it fill the memory.
+///
 /// Connect to send() with an automatic connection. An object of its own, so that no other events of the
 /// driver (a stop, say) are delivered from inside a send. Main thread; owned by the driver.
 class NOFLAILSTEN_EXPORT MessageOutlet : public QObject
@@ -22,6 +24,9 @@ public:
     using Sender = std::function<void(const mavlink::Message &)>;
 
     MessageOutlet(Sender sender, QObject *parent);
+
+    /// Forgets what has been posted and not been sent.
+    void discard();
 
 public Q_SLOTS:
     void send(const mavlink::Message &message);

@@ -81,6 +81,7 @@ class JsonProcess:
             lambda line: json.loads(line, parse_int=parse_int, parse_constant=no_constant),
         )
         self.log = Lines(self.process.stderr, str)
+        self.asked_to_end = False
 
     @property
     def records(self) -> list[dict]:
@@ -122,8 +123,10 @@ class JsonProcess:
         return self.process.poll() is None
 
     def ask_to_end(self, how: signal.Signals = signal.SIGTERM) -> None:
-        if self.is_running():
+        """Once: a second signal would not be a question."""
+        if self.is_running() and not self.asked_to_end:
             self.process.send_signal(how)
+        self.asked_to_end = True
 
     def wait_for_end(self, timeout: float = TIMEOUT) -> int:
         """The exit code. All output is here then, and every line of stdout was JSON."""

@@ -162,7 +162,7 @@ def test_px4_brings_two_fragments_whole_and_no_more(chain):
     chain.start_sim("px4")
     host = chain.start_host(v2=True, status_period_ms=1000)
     watcher = watch(chain)
-    send(chain, host, pattern(1000))
+    send(chain, host, pattern(20_000))
     assert "up to 176 bytes" in hints(host)[0]
     # Statuses and heartbeats, once a second, take room in the buffer too: the payload goes between them.
     watcher.wait_for_event("payload")

@@ -2,6 +2,7 @@
 """The ground link over a TCP link that stalls or breaks in the middle of a payload."""
 
 import fcntl
+import signal
 import socket
 import struct
 import termios
@@ -41,14 +42,18 @@ def unread(connection: socket.socket) -> int:
     return struct.unpack("i", buffer)[0]
 
 
-def wait_until_stalled(connection: socket.socket) -> None:
-    """Nothing more comes in, though the sender is not done."""
+def wait_until_stalled(host, connection: socket.socket) -> None:
+    """Nothing more comes in, and the host gets nothing more done, though it is not done."""
     deadline = time.monotonic() + TIMEOUT
-    seen = -1
-    while (now := unread(connection)) != seen or now == 0:
+    seen = ()
+    while (now := (unread(connection), sent_by(host))) != seen or 0 in now:
         assert time.monotonic() < deadline
         seen = now
-        time.sleep(0.2)  # nothing announces that nothing happens
+        time.sleep(0.4)  # nothing announces that nothing happens
+
+
+def sent_by(host) -> int:
+    return sum(record.get("event") == "sent" for record in host.records)
 
 
 def reset(link: TcpLink) -> None:
@@ -63,12 +68,25 @@ def test_payloads_survive_a_peer_that_stalls(hosts, link, autopilot, file):
     for _ in range(TOO_MANY):
         host.write_line(f"send 3 254 @{file}")
     ground.ping(1)
-    wait_until_stalled(link.connection)
-    assert sum(record.get("event") == "sent" for record in host.records) < TOO_MANY
+    wait_until_stalled(host, link.connection)
+    assert sent_by(host) < TOO_MANY
     for _ in range(TOO_MANY):
         assert ground.payload(lambda p: p.payload == 254).data == PAYLOAD
     ground.ping(2)
     assert ground.next_carrier(lambda f: f.kind == onboard.PONG and f.body[0] == 2)
+
+
+def test_second_signal_ends_a_host_whose_peer_has_stalled(hosts, link, autopilot, file):
+    host = hosts.start(link, "--script", "-", MAV__V2_EXTENSION="true")
+    autopilot.meet(host)
+    for _ in range(TOO_MANY):
+        host.write_line(f"send 3 254 @{file}")
+    wait_until_stalled(host, link.connection)
+    deadline = time.monotonic() + TIMEOUT
+    while host.is_running() and time.monotonic() < deadline:
+        host.process.send_signal(signal.SIGTERM)  # two that come at once are one
+        time.sleep(0.1)
+    assert host.wait_for_end() == 128 + signal.SIGTERM
 
 
 @pytest.mark.parametrize("watched", [True, False], ids=["watched", "unwatched"])

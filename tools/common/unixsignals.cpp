@@ -12,8 +12,15 @@ namespace {
 
 std::atomic_int writeEnd{-1};
 
-void onSignal(int)
+constexpr int KilledBySignal = 128;
+
+std::atomic_bool asked{false}; // and the event loop has not heard of it yet
+
+void onSignal(int signal)
 {
+    // A link that takes nothing can hold the event loop up for minutes.
+    if (asked.exchange(true))
+        ::_exit(KilledBySignal + signal);
     // Only async-signal-safe calls; a full pipe means that the request is known already.
     const char byte = 0;
     [[maybe_unused]] const ssize_t written = ::write(writeEnd, &byte, 1);
@@ -39,6 +46,7 @@ UnixSignals::UnixSignals(QObject *parent)
     notifier = new QSocketNotifier(pipeEnds[0], QSocketNotifier::Read, this);
     connect(notifier, &QSocketNotifier::activated, this, &UnixSignals::onReadable);
     writeEnd = pipeEnds[1];
+    asked = false;
     install(onSignal);
 }
 
@@ -58,5 +66,6 @@ void UnixSignals::onReadable()
     char bytes[16];
     while (::read(pipeEnds[0], bytes, sizeof bytes) > 0) {
     }
+    asked = false;
     Q_EMIT endRequested();
 }

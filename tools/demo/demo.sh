@@ -44,7 +44,7 @@ show_ground_link() {
   start_sim --autopilot ardupilot --link tcp:127.0.0.1:0 --link tcp:127.0.0.1:0
   sed "s/@PORT@/${ports[0]}/" "$here/host.ini" >"$scratch/host.ini"
   say "the ground link: host and ground station on two links of a simulated ArduPilot"
-  local ground=("$bin/noflailsten-ground" --connect "tcp:127.0.0.1:${ports[1]}") host watch status=0
+  local ground=("$bin/noflailsten-ground" --connect "tcp:127.0.0.1:${ports[1]}") status=0
   (cd "$scratch" && PATH=$standins:$PATH exec "$bin/noflailsten-host" --config host.ini --set MAV/V2_EXTENSION=true \
     --script "$here/groundlink.script") > >(sed -u 's/^/host    /') 2>&1 </dev/null &
   host=$!
@@ -67,7 +67,9 @@ shift
 [ $# -gt 0 ] || set -- flight ground-link
 scratch=$(mktemp -d)
 sim=
-trap 'kill $sim 2>/dev/null || true; rm -rf "$scratch"' EXIT
+host=
+watch=
+trap 'kill $sim $host $watch 2>/dev/null || true; rm -rf "$scratch"' EXIT
 for part in "$@"; do
   case $part in
   flight) show_flight ;;

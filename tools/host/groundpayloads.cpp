@@ -56,6 +56,10 @@ void GroundPayloads::forward(MessageId messageId, PayloadId payloadId, const QBy
 
 QString GroundPayloads::obstacle(int size) const
 {
+    if (!plugin.isStarted())
+        return QStringLiteral(
+            "the link is not open: a payload that leaves at once is lost, another waits for "
+            "the next 5 s at most");
     if (!useV2Extension && size > MaxWholeInData)
         return QStringLiteral("in DATA messages only payloads of up to %1 bytes arrive whole, this one has "
                               "%2; turn V2_EXTENSION on: set MAV V2_EXTENSION true")

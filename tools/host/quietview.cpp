@@ -1,8 +1,16 @@
 // SPDX-License-Identifier: MIT
 #include "host/quietview.h"
 
+#include "host/logoutput.h"
+
 #include <cstdio>
 #include <unistd.h>
+
+void QuietView::showEvent(const HostEvent &event)
+{
+    if (qstrcmp(event.name, "hint") == 0)
+        LogOutput::complain(eventText(event));
+}
 
 void QuietView::showStatus(const LatestValues &values)
 {

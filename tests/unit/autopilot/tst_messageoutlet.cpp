@@ -75,6 +75,7 @@ private Q_SLOTS:
     void otherObjectsEvents_areNotDeliveredBySending();
     void eventLoopTurnedInsideASend_keepsTheOrder();
     void threads_areServedOnTheMainThreadInOrder();
+    void discard_forgetsWhatIsPosted();
     void destruction_forgetsWhatIsPosted();
 
 private:
@@ -233,6 +234,17 @@ void TestMessageOutlet::threads_areServedOnTheMainThreadInOrder()
     }
     for (QThread *thread : qAsConst(threads))
         QCOMPARE(thread, QThread::currentThread());
+}
+
+void TestMessageOutlet::discard_forgetsWhatIsPosted()
+{
+    source->sendFromThread(1, 3);
+    outlet->discard();
+    QCoreApplication::processEvents();
+    QCOMPARE(sent, QList<int>());
+    source->sendFromThread(4, 4);
+    QCoreApplication::processEvents();
+    QCOMPARE(sent, QList<int>{4});
 }
 
 void TestMessageOutlet::destruction_forgetsWhatIsPosted()

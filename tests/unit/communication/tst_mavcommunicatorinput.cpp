@@ -292,16 +292,16 @@ void TestMavCommunicatorInput::otherMessages_areIgnored()
 {
     Rig rig;
     const QByteArray ping = onboardFrame(254, pingBody(0)); // 12 bytes
-    ardupilot::DATA16 data{};
-    data.type = 175;
-    data.len = static_cast<quint8>(ping.size());
-    std::copy(ping.begin(), ping.end(), data.data.begin());
-    rig.receive(data);
-    ardupilot::DATA32 data32{};
-    std::copy(ping.begin(), ping.end(), data32.data.begin());
-    rig.receive(data32);
-    rig.receive(ardupilot::DATA64{});
-    rig.receive(ardupilot::DATA96{});
+    const auto carried = [&ping](auto message) {
+        message.type = 175;
+        message.len = static_cast<quint8>(ping.size());
+        std::copy(ping.begin(), ping.end(), message.data.begin());
+        return message;
+    };
+    rig.receive(carried(ardupilot::DATA16{}));
+    rig.receive(carried(ardupilot::DATA32{}));
+    rig.receive(carried(ardupilot::DATA64{}));
+    rig.receive(carried(ardupilot::DATA96{}));
     rig.receive(heartbeatOf(12));
     rig.receive(mavlink::common::msg::COMMAND_LONG{});
     QCOMPARE(rig.log.take(), QStringList());

@@ -16,6 +16,15 @@ namespace {
 constexpr MessageId Message{3};
 constexpr PayloadId AtOnce{254};
 
+/// Says that its link is open, or not, as told.
+class FakeDriver : public MavAutopilot
+{
+public:
+    bool isStarted() const override { return open; }
+
+    bool open = true;
+};
+
 } // namespace
 
 class TestGroundPayloads : public QObject
@@ -32,6 +41,7 @@ private Q_SLOTS:
     void hints();
     void px4WithDataMessages_isHintedAtOnce();
     void px4WithDataMessagesLater_isHinted();
+    void closedLink_isHinted();
     void forwardedPayloads_areNotCommentedOn();
 
 private:
@@ -40,7 +50,7 @@ private:
 
     QTemporaryDir scratch;
     std::unique_ptr<LogCapture> log; // the plugin detects the autopilot too, and says so
-    std::unique_ptr<MavAutopilot> driver;
+    std::unique_ptr<FakeDriver> driver;
     std::unique_ptr<DetectedAutopilot> autopilot;
     std::unique_ptr<GroundPayloads> payloads;
     QStringList heard; // hints
@@ -55,7 +65,7 @@ void TestGroundPayloads::init()
 {
     log = std::make_unique<LogCapture>();
     useV2Extension(false);
-    driver = std::make_unique<MavAutopilot>();
+    driver = std::make_unique<FakeDriver>();
     autopilot = std::make_unique<DetectedAutopilot>(driver.get());
     payloads = std::make_unique<GroundPayloads>(*runningApp(), *driver, *autopilot);
     heard.clear();
@@ -164,6 +174,14 @@ void TestGroundPayloads::px4WithDataMessagesLater_isHinted()
     QVERIFY(heard.isEmpty());
     useV2Extension(false);
     QCOMPARE(heard.size(), 1);
+}
+
+void TestGroundPayloads::closedLink_isHinted()
+{
+    driver->open = false;
+    payloads->send(Message, AtOnce, "a");
+    QCOMPARE(heard, QStringList{QStringLiteral("the link is not open: a payload that leaves at once is lost, "
+                                               "another waits for the next 5 s at most")});
 }
 
 void TestGroundPayloads::forwardedPayloads_areNotCommentedOn()
