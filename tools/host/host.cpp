@@ -8,10 +8,12 @@
 #include "host/detectedautopilot.h"
 #include "host/groundpayloads.h"
 #include "host/jsonview.h"
+#include "host/linereader.h"
 #include "host/liveview.h"
 #include "host/logoutput.h"
 #include "host/moderefusal.h"
 #include "host/plainview.h"
+#include "host/promptreader.h"
 #include "host/satellitecount.h"
 #include "navigation/ivirtualstick.h"
 
@@ -194,11 +196,19 @@ void Host::connectScript()
 void Host::startScript()
 {
     if (options.scriptFile == QLatin1String("-"))
-        script.follow(STDIN_FILENO, ScriptPlayer::Source::Script);
+        script.follow(new LineReader(STDIN_FILENO), ScriptPlayer::Source::Script);
     else if (!options.scriptFile.isEmpty())
         script.play(scriptCommands);
     else if (::isatty(STDIN_FILENO) != 0)
-        script.follow(STDIN_FILENO, ScriptPlayer::Source::Prompt);
+        script.follow(new PromptReader(Completion(knownSignals()), promptDescriptor()),
+                      ScriptPlayer::Source::Prompt);
+}
+
+// Where a prompt does not get into what a program reads.
+int Host::promptDescriptor() const
+{
+    const int shown = ::fileno(stdout);
+    return options.json || ::isatty(shown) == 0 ? STDERR_FILENO : shown;
 }
 
 void Host::onSignal(const QString &name, const QCborValue &value)

@@ -59,6 +59,7 @@ private:
     void fail(int exitCode, const QString &message);
     void finish(int exitCode);
     QString linkAddress() const;
+    int promptDescriptor() const;
     bool serialDeviceExists() const;
 
     App &app;

@@ -31,7 +31,7 @@ public:
     virtual void showSignal(const QString &name, const QCborValue &value) = 0;
     virtual void showEvent(const HostEvent &event) = 0;
     virtual void showStatus(const LatestValues &values) = 0;
-    /// A line is awaited from the terminal.
+    /// A line is awaited from the terminal: the next thing that is written there is a prompt.
     virtual void showPrompt() = 0;
     /// A line was typed.
     virtual void showTyped(const QString &line) = 0;

@@ -14,7 +14,7 @@ constexpr int LongestLine = 65536;
 } // namespace
 
 LineReader::LineReader(int descriptor, QObject *parent)
-    : QObject(parent)
+    : LineSource(parent)
     , fd(descriptor)
     , notifier(new QSocketNotifier(descriptor, QSocketNotifier::Read, this))
 {

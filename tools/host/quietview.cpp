@@ -4,7 +4,6 @@
 #include "host/logoutput.h"
 
 #include <cstdio>
-#include <unistd.h>
 
 void QuietView::showEvent(const HostEvent &event)
 {
@@ -15,14 +14,6 @@ void QuietView::showEvent(const HostEvent &event)
 void QuietView::showStatus(const LatestValues &values)
 {
     print(statusText(values));
-}
-
-void QuietView::showPrompt()
-{
-    if (::isatty(::fileno(stdout)) == 0)
-        return;
-    std::fputs("> ", stdout);
-    std::fflush(stdout);
 }
 
 void QuietView::print(const QString &line)

@@ -10,7 +10,7 @@ public:
     void showSignal(const QString &, const QCborValue &) override {}
     void showEvent(const HostEvent &event) override;
     void showStatus(const LatestValues &values) override;
-    void showPrompt() override;
+    void showPrompt() override {}
     void showTyped(const QString &) override {}
 
 protected:

@@ -100,7 +100,7 @@ void Screen::prompt()
 {
     const QMutexLocker lock(&mutex);
     prompted = true;
-    put(row(height) + ClearLine + Prompt);
+    put(row(height) + ClearLine);
 }
 
 /// @return whether the size has changed.

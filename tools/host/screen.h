@@ -28,7 +28,7 @@ public:
     void drawTable(const QVector<QByteArray> &rows);
     /// Adds lines to the scrolling part; control characters are not passed on.
     void scroll(const QByteArray &text);
-    /// Clears the last row, where a prompt then stands.
+    /// Clears the last row and leaves the cursor there, for a prompt.
     void prompt();
 
 private:

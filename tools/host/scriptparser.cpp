@@ -6,7 +6,6 @@
 #include "host/settingskey.h"
 
 #include <cmath>
-#include <functional>
 
 namespace {
 
@@ -81,34 +80,41 @@ std::optional<QVector<ScriptCommand>> ScriptParser::parseAll(const QByteArray &s
     return commands;
 }
 
+const QVector<ScriptParser::Command> &ScriptParser::commands()
+{
+    using Kind = ScriptCommand::Kind;
+    static const QVector<Command> all{
+        {"control", Kind::Control, nullptr},
+        {"arm", Kind::Arm, &ScriptParser::parseArm},
+        {"takeoff", Kind::TakeOff, nullptr},
+        {"velocity", Kind::Velocity, &ScriptParser::parseVelocity},
+        {"subscribe", Kind::Subscribe, nullptr},
+        {"send", Kind::Send, &ScriptParser::parseSend},
+        {"text", Kind::Text, &ScriptParser::parseText},
+        {"set", Kind::Set, &ScriptParser::parseSet},
+        {"wait", Kind::Wait, &ScriptParser::parseWait},
+        {"wait-for", Kind::WaitFor, &ScriptParser::parseWaitFor},
+        {"status", Kind::Status, nullptr},
+        {"quit", Kind::Quit, nullptr},
+    };
+    return all;
+}
+
+QStringList ScriptParser::commandNames()
+{
+    QStringList names;
+    for (const Command &command : commands())
+        names.append(QLatin1String(command.name));
+    return names;
+}
+
 std::optional<ScriptCommand> ScriptParser::parseCommand(const QString &word, const QString &rest)
 {
-    using Parser = std::function<std::optional<ScriptCommand>()>;
-    const auto bare = [&](ScriptCommand::Kind kind) {
-        return Parser([this, kind, &rest] { return parseBare(kind, rest); });
-    };
-    const std::pair<const char *, Parser> commands[] = {
-        {"control", bare(ScriptCommand::Kind::Control)},
-        {"arm", [&] { return parseArm(rest); }},
-        {"takeoff", bare(ScriptCommand::Kind::TakeOff)},
-        {"velocity", [&] { return parseVelocity(rest); }},
-        {"subscribe", bare(ScriptCommand::Kind::Subscribe)},
-        {"send", [&] { return parseSend(rest); }},
-        {"text", [&] { return parseText(rest); }},
-        {"set", [&] { return parseSet(rest); }},
-        {"wait", [&] { return parseWait(rest); }},
-        {"wait-for", [&] { return parseWaitFor(rest); }},
-        {"status", bare(ScriptCommand::Kind::Status)},
-        {"quit", bare(ScriptCommand::Kind::Quit)},
-    };
-    QStringList names;
-    for (const auto &[name, parse] : commands) {
-        if (word == QLatin1String(name))
-            return parse();
-        names.append(QLatin1String(name));
-    }
-    return fail(
-        QStringLiteral("unknown command %1; there are %2").arg(word, names.join(QLatin1String(", "))));
+    for (const Command &command : commands())
+        if (word == QLatin1String(command.name))
+            return command.parse ? (this->*command.parse)(rest) : parseBare(command.kind, rest);
+    return fail(QStringLiteral("unknown command %1; there are %2")
+                    .arg(word, commandNames().join(QLatin1String(", "))));
 }
 
 std::optional<ScriptCommand> ScriptParser::parseArm(const QString &rest)

@@ -23,11 +23,20 @@ public:
     std::optional<ScriptCommand> parseLine(const QString &line);
     /// Reads a whole script. @return nothing at the first mistake; errorText() names the line then.
     std::optional<QVector<ScriptCommand>> parseAll(const QByteArray &script);
+    static QStringList commandNames();
     QString errorText() const { return error; }
     /// What the program exits with for the mistake, if it is a script's.
     int errorExitCode() const { return exitCode; }
 
 private:
+    struct Command
+    {
+        const char *name;
+        ScriptCommand::Kind kind;
+        std::optional<ScriptCommand> (ScriptParser::*parse)(const QString &rest); // null: takes no arguments
+    };
+
+    static const QVector<Command> &commands();
     std::optional<ScriptCommand> parseCommand(const QString &word, const QString &rest);
     std::optional<ScriptCommand> parseArm(const QString &rest);
     std::optional<ScriptCommand> parseVelocity(const QString &rest);

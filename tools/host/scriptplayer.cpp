@@ -2,7 +2,7 @@
 #include "host/scriptplayer.h"
 
 #include "common/exitcode.h"
-#include "host/linereader.h"
+#include "host/linesource.h"
 
 ScriptPlayer::ScriptPlayer(LatestValues *values, const QStringList &knownSignals, QObject *parent)
     : QObject(parent)
@@ -23,12 +23,13 @@ void ScriptPlayer::play(const QVector<ScriptCommand> &script)
     next();
 }
 
-void ScriptPlayer::follow(int fd, Source kind)
+void ScriptPlayer::follow(LineSource *lines, Source kind)
 {
     source = kind;
-    reader = new LineReader(fd, this);
-    connect(reader, &LineReader::lineRead, this, &ScriptPlayer::onLine);
-    connect(reader, &LineReader::ended, this, &ScriptPlayer::onEnded);
+    reader = lines;
+    reader->setParent(this);
+    connect(reader, &LineSource::lineRead, this, &ScriptPlayer::onLine);
+    connect(reader, &LineSource::ended, this, &ScriptPlayer::onEnded);
     next();
 }
 

@@ -7,7 +7,7 @@
 #include <QObject>
 #include <QVector>
 
-class LineReader;
+class LineSource;
 
 /// Runs the commands of a script, or those that come in on a file descriptor, one after the other.
 ///
@@ -22,8 +22,8 @@ public:
     ScriptPlayer(LatestValues *values, const QStringList &knownSignals, QObject *parent = nullptr);
 
     void play(const QVector<ScriptCommand> &commands);
-    /// Reads the commands while running them.
-    void follow(int fd, Source source);
+    /// Reads the commands while running them; takes the reader over.
+    void follow(LineSource *reader, Source source);
     void cancel();
     /// What the commands that fly go through; null: there is none.
     void setStick(IVirtualStick *stick) { runner.setStick(stick); }
@@ -54,6 +54,6 @@ private:
     QVector<ScriptCommand> commands;
     int position = 0;
     int line = 0;
-    LineReader *reader = nullptr;
+    LineSource *reader = nullptr;
     Source source = Source::Script;
 };

@@ -13,6 +13,7 @@ private Q_SLOTS:
     void fewestArguments_leaveTheDefaults();
     void allArguments_areTaken();
     void sendArguments_areTaken();
+    void stallTimeout_leavesRoomForThePace();
     void help_andVersion_needNothingElse();
     void wrongArguments_areRefused_data();
     void wrongArguments_areRefused();
@@ -35,7 +36,7 @@ void TestGroundOptions::fewestArguments_leaveTheDefaults()
     QCOMPARE(options->address.toString(), QStringLiteral("tcp:h:1"));
     QCOMPARE(int(options->systemId), 255);
     QVERIFY(options->pace == 5ms && options->interval == 1s && options->step == 1s);
-    QVERIFY(!options->count && !options->timeout && !options->duration);
+    QVERIFY(!options->count && options->timeout == 2s && !options->duration);
     QVERIFY(!options->json && !options->quiet && options->pingFirst);
 }
 
@@ -69,6 +70,15 @@ void TestGroundOptions::sendArguments_areTaken()
     QVERIFY(options->messageId == MessageId{0} && options->payloadId == PayloadId{255});
     QCOMPARE(options->payload, QStringLiteral("text:x"));
     QVERIFY(!options->pingFirst);
+    QVERIFY(options->timeout == 5s);
+}
+
+void TestGroundOptions::stallTimeout_leavesRoomForThePace()
+{
+    QString error;
+    const auto options = parse(QStringLiteral("--connect tcp:h:1 --pace 400 --timeout 0.3 ping"), &error);
+    QVERIFY2(options, qPrintable(error));
+    QVERIFY(options->stallTimeout() == 1100ms);
 }
 
 void TestGroundOptions::help_andVersion_needNothingElse()
@@ -100,6 +110,14 @@ void TestGroundOptions::wrongArguments_areRefused_data()
     QTest::newRow("interval") << good + QStringLiteral("ping -i inf") << "--interval";
     QTest::newRow("timeout") << good + QStringLiteral("ping --timeout nan") << "--timeout";
     QTest::newRow("duration") << good + QStringLiteral("watch --duration 0") << "--duration";
+    QTest::newRow("step for days") << good + QStringLiteral("bench --step 3600.5")
+                                   << "--step wants a number of seconds from 0.001 to 3600";
+    QTest::newRow("negative message id")
+        << good + QStringLiteral("send -1 2 text:a") << "\"-1\" is no option";
+    QTest::newRow("negative payload id")
+        << good + QStringLiteral("--pace 1 send 1 -25 text:a") << "\"-25\" is no option, and an id is";
+    QTest::newRow("two addresses") << good + QStringLiteral("--connect tcp:h:2 ping")
+                                   << "--connect can be given only once";
     QTest::newRow("step") << good + QStringLiteral("bench --step x") << "--step";
     QTest::newRow("system") << good + QStringLiteral("--system-id 0 ping") << "--system-id";
     QTest::newRow("pace") << good + QStringLiteral("--pace 10001 ping") << "--pace";

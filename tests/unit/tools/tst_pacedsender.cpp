@@ -35,6 +35,7 @@ private Q_SLOTS:
     void send_beforeTheStart_waits();
     void frames_leaveAtThePace_inOrder();
     void heartbeat_comesEachSecond_aheadOfTheQueue();
+    void slowPace_alternatesHeartbeatsAndTheQueue();
     void stalledLink_getsOneFrame_untilItHasTakenIt();
     void fullQueue_refusesAFrame();
     void idle_isToldWhenTheLinkHasTakenAll();
@@ -84,6 +85,17 @@ void TestPacedSender::heartbeat_comesEachSecond_aheadOfTheQueue()
     const auto ids = rig.link.messageIds();
     const int second = ids.indexOf(heartbeatId, 1);
     QVERIFY(second > 0 && second < ids.lastIndexOf(v2ExtensionId));
+}
+
+void TestPacedSender::slowPace_alternatesHeartbeatsAndTheQueue()
+{
+    Rig rig(1200ms);
+    rig.sender.start();
+    QVERIFY(rig.sender.send("1"));
+    QVERIFY(rig.sender.send("2"));
+    QTRY_COMPARE_WITH_TIMEOUT(rig.link.messageIds(),
+                              (QVector<quint32>{heartbeatId, v2ExtensionId, heartbeatId, v2ExtensionId}),
+                              patienceMs);
 }
 
 void TestPacedSender::stalledLink_getsOneFrame_untilItHasTakenIt()

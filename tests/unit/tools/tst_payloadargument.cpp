@@ -4,6 +4,8 @@
 #include <QTemporaryDir>
 #include <QtTest>
 
+#include <sys/stat.h>
+
 class TestPayloadArgument : public QObject
 {
     Q_OBJECT
@@ -16,7 +18,10 @@ private Q_SLOTS:
     void file_isTakenAsItIs();
     void file_ofTheLargestSize_isTaken();
     void file_thatIsTooLong_isRefused();
-    void file_thatCannotBeRead_isToldApart();
+    void file_thatIsEmpty_isRefused();
+    void file_thatCannotBeOpened_isToldApart();
+    void file_thatFailsToRead_isToldApart();
+    void file_thatIsNotRegular_isNotOpened();
     void parseId_data();
     void parseId();
 
@@ -104,13 +109,44 @@ void TestPayloadArgument::file_thatIsTooLong_isRefused()
 {
     PayloadArgument::Error error;
     QVERIFY(!PayloadArgument::parse(write(65536, 'x'), &error));
-    QCOMPARE(error.text, QStringLiteral("a payload has at most 65535 bytes"));
+    QCOMPARE(error.text, QStringLiteral("file %1: a payload has at most 65535 bytes")
+                             .arg(scratch.filePath(QStringLiteral("payload"))));
+    QVERIFY(error.isFile);
 }
 
-void TestPayloadArgument::file_thatCannotBeRead_isToldApart()
+void TestPayloadArgument::file_thatIsEmpty_isRefused()
 {
     PayloadArgument::Error error;
-    for (const QString &path : {scratch.filePath(QStringLiteral("missing")), scratch.path(), QString()}) {
+    QVERIFY(!PayloadArgument::parse(write(0, 'x'), &error));
+    QCOMPARE(error.text, QStringLiteral("file %1: an empty payload cannot be sent")
+                             .arg(scratch.filePath(QStringLiteral("payload"))));
+    QVERIFY(error.isFile);
+}
+
+void TestPayloadArgument::file_thatFailsToRead_isToldApart()
+{
+    PayloadArgument::Error error;
+    QVERIFY(!PayloadArgument::parse(QStringLiteral("@/proc/self/mem"), &error));
+    QCOMPARE(error.text, QStringLiteral("cannot read file /proc/self/mem"));
+    QVERIFY(error.isFile);
+}
+
+void TestPayloadArgument::file_thatIsNotRegular_isNotOpened()
+{
+    const QString fifo = scratch.filePath(QStringLiteral("fifo"));
+    QCOMPARE(::mkfifo(QFile::encodeName(fifo).constData(), 0600), 0);
+    PayloadArgument::Error error;
+    for (const QString &path : {fifo, scratch.path()}) {
+        QVERIFY(!PayloadArgument::parse(QLatin1Char('@') + path, &error));
+        QCOMPARE(error.text, QStringLiteral("cannot read file %1: it is not a regular file").arg(path));
+        QVERIFY(error.isFile);
+    }
+}
+
+void TestPayloadArgument::file_thatCannotBeOpened_isToldApart()
+{
+    PayloadArgument::Error error;
+    for (const QString &path : {scratch.filePath(QStringLiteral("missing")), QString()}) {
         QVERIFY(!PayloadArgument::parse(QLatin1Char('@') + path, &error));
         QCOMPARE(error.text, QStringLiteral("cannot read file ") + path);
         QVERIFY(error.isFile);

@@ -3,6 +3,7 @@
 
 #include "common/exitcode.h"
 #include "host/latestvalues.h"
+#include "host/linereader.h"
 #include "support/logcapture.h"
 #include "support/testmain.h"
 
@@ -157,7 +158,7 @@ void TestScriptPlayer::cancel_givesUpWhatRuns()
 
 void TestScriptPlayer::follow_readsCommandsAsTheyCome()
 {
-    player->follow(pipeEnds[0], ScriptPlayer::Source::Script);
+    player->follow(new LineReader(pipeEnds[0]), ScriptPlayer::Source::Script);
     type("sta");
     QCoreApplication::processEvents();
     type("tus\n# comment\nstatus\nqu");
@@ -168,7 +169,7 @@ void TestScriptPlayer::follow_readsCommandsAsTheyCome()
 
 void TestScriptPlayer::follow_ofAScriptWithAMistake_fails()
 {
-    player->follow(pipeEnds[0], ScriptPlayer::Source::Script);
+    player->follow(new LineReader(pipeEnds[0]), ScriptPlayer::Source::Script);
     type("\nbogus\nquit\n");
     QTRY_COMPARE(failures->count(), 1);
     QCOMPARE(failures->at(0).at(0).toInt(), int(ExitCode::Usage));
@@ -182,7 +183,7 @@ void TestScriptPlayer::follow_ofAPromptWithAMistake_goesOn()
 {
     QSignalSpy mistakes(player.get(), &ScriptPlayer::mistaken);
     QSignalSpy prompts(player.get(), &ScriptPlayer::promptReady);
-    player->follow(pipeEnds[0], ScriptPlayer::Source::Prompt);
+    player->follow(new LineReader(pipeEnds[0]), ScriptPlayer::Source::Prompt);
     QCOMPARE(prompts.count(), 1);
     type("bogus\nwait-for roll 0.01\nstatus\n");
     QTRY_COMPARE(statuses->count(), 1);
@@ -194,14 +195,14 @@ void TestScriptPlayer::follow_ofAPromptWithAMistake_goesOn()
 
 void TestScriptPlayer::follow_toTheEndOfAPrompt_quits()
 {
-    player->follow(pipeEnds[0], ScriptPlayer::Source::Prompt);
+    player->follow(new LineReader(pipeEnds[0]), ScriptPlayer::Source::Prompt);
     endTyping();
     QTRY_COMPARE(quits->count(), 1);
 }
 
 void TestScriptPlayer::follow_toTheEndOfAScript_doesNotQuit()
 {
-    player->follow(pipeEnds[0], ScriptPlayer::Source::Script);
+    player->follow(new LineReader(pipeEnds[0]), ScriptPlayer::Source::Script);
     type("status\n");
     endTyping();
     QTRY_COMPARE(statuses->count(), 1);
@@ -211,7 +212,7 @@ void TestScriptPlayer::follow_toTheEndOfAScript_doesNotQuit()
 
 void TestScriptPlayer::follow_aLastLineWithoutEnd_counts()
 {
-    player->follow(pipeEnds[0], ScriptPlayer::Source::Script);
+    player->follow(new LineReader(pipeEnds[0]), ScriptPlayer::Source::Script);
     type("quit");
     endTyping();
     QTRY_COMPARE(quits->count(), 1);
