@@ -15,6 +15,8 @@ constexpr int DrawPeriodMs = 200;
 constexpr int ShownTexts = 3;
 constexpr int TableRows = 1 + 1 + 11 + ShownTexts + 1; // title, link, state, texts, ruler
 constexpr int LabelWidth = 16;
+constexpr int TrackColumns = 40;
+constexpr int LeastColumnsWithTrack = 110;
 constexpr int AgeWidth = 9;
 constexpr qint64 StaleMs = 5000;
 
@@ -69,6 +71,9 @@ void LiveView::showSignal(const QString &name, const QCborValue &value)
 {
     if (name == QLatin1String("communicator.receivedData"))
         screen.scroll(QString(QLatin1String("from the ground: ") + ValueWords::payload(value)).toUtf8());
+    if (name == QLatin1String("virtualStick.localPositionChanged"))
+        track.add(value.toMap().value(QLatin1String("x")).toDouble(qQNaN()),
+                  value.toMap().value(QLatin1String("y")).toDouble(qQNaN()));
     if (name != QLatin1String("textToGround"))
         return;
     const QString text = value.toMap().value(QLatin1String("text")).toString().simplified();
@@ -114,8 +119,30 @@ void LiveView::draw()
     for (int i = 0; i < ShownTexts; ++i)
         rows.append(tableRow({i == 0 ? QStringLiteral("To the ground") : QString(), texts.value(i), QString(),
                               StatusTable::Tone::Plain, true}));
+    addTrack(rows);
     rows.append(ruler());
     screen.drawTable(rows);
+}
+
+int LiveView::tableColumns() const
+{
+    return hasTrack() ? screen.columns() - TrackColumns - 1 : screen.columns();
+}
+
+bool LiveView::hasTrack() const
+{
+    return !track.isEmpty() && screen.columns() >= LeastColumnsWithTrack;
+}
+
+/// The track stands to the right of the table.
+void LiveView::addTrack(QVector<QByteArray> &rows) const
+{
+    if (!hasTrack())
+        return;
+    const int first = 1; // below the title
+    const QStringList lines = track.draw(rows.size() - first, TrackColumns);
+    for (int i = 0; i < lines.size(); ++i)
+        rows[first + i] += "\x1b[2m|\x1b[0m" + lines.at(i).toUtf8();
 }
 
 QByteArray LiveView::titleRow() const
@@ -130,7 +157,7 @@ QByteArray LiveView::tableRow(const StatusTable::Row &row) const
     const qint64 ageMs = row.signal.isEmpty() ? -1 : values.ageMs(row.signal);
     const QString label = clipped(QLatin1Char(' ') + row.label, LabelWidth);
     const int ageWidth = row.signal.isEmpty() ? 0 : AgeWidth;
-    const QString text = clipped(row.text, screen.columns() - LabelWidth - ageWidth);
+    const QString text = clipped(row.text, tableColumns() - LabelWidth - ageWidth);
     const QString age = ValueWords::age(ageMs).rightJustified(qMax(0, ageWidth - 1));
     const char *ageColour = colour(ageMs > StaleMs ? StatusTable::Tone::Bad : StatusTable::Tone::Plain);
     return "\x1b[2m" + label.toUtf8() + "\x1b[0m" + colour(row.tone) + text.toUtf8() + "\x1b[0m\x1b[2m" +

@@ -5,6 +5,7 @@
 #include "host/hostview.h"
 #include "host/screen.h"
 #include "host/statustable.h"
+#include "host/trackpicture.h"
 
 #include <QStringList>
 #include <QTimer>
@@ -31,9 +32,13 @@ private:
     QByteArray titleRow() const;
     QByteArray tableRow(const StatusTable::Row &row) const;
     QByteArray ruler() const;
+    int tableColumns() const;
+    bool hasTrack() const;
+    void addTrack(QVector<QByteArray> &rows) const;
 
     const LatestValues &values;
     StatusTable table;
+    TrackPicture track;
     QString title;
     QString link;
     StatusTable::Tone linkTone = StatusTable::Tone::Plain;
