@@ -30,12 +30,20 @@ std::optional<QByteArray> fromHex(const QString &digits, PayloadArgument::Error 
     return QByteArray::fromHex(bytes);
 }
 
+// What is not a regular file, such as a FIFO, may keep us waiting for ever.
 std::optional<QByteArray> fromFile(const QString &path, PayloadArgument::Error *error)
 {
+    const QString mistake = QStringLiteral("cannot read file %1").arg(path);
+    const QFileInfo info(path);
+    if (info.exists() && !info.isFile())
+        return fail(error, mistake + QStringLiteral(": it is not a regular file"), true);
     QFile file(path);
-    if (QFileInfo(path).isDir() || !file.open(QIODevice::ReadOnly))
-        return fail(error, QStringLiteral("cannot read file %1").arg(path), true);
-    return file.read(MaxSize + 1LL); // one more tells that it is too long
+    if (path.isEmpty() || !file.open(QIODevice::ReadOnly))
+        return fail(error, mistake, true);
+    const QByteArray bytes = file.read(MaxSize + 1LL); // one more tells that it is too long
+    if (file.error() != QFileDevice::NoError)
+        return fail(error, mistake, true);
+    return bytes;
 }
 
 std::optional<QByteArray> bytesOf(const QString &text, PayloadArgument::Error *error)
@@ -56,10 +64,12 @@ std::optional<QByteArray> PayloadArgument::parse(const QString &text, Error *err
     auto bytes = bytesOf(text, error);
     if (!bytes)
         return std::nullopt;
+    const bool isFile = text.startsWith(QLatin1Char('@'));
+    const QString where = isFile ? QStringLiteral("file %1: ").arg(text.mid(1)) : QString();
     if (bytes->isEmpty())
-        return fail(error, QStringLiteral("an empty payload cannot be sent"));
+        return fail(error, where + QStringLiteral("an empty payload cannot be sent"), isFile);
     if (bytes->size() > MaxSize)
-        return fail(error, QStringLiteral("a payload has at most %1 bytes").arg(MaxSize));
+        return fail(error, where + QStringLiteral("a payload has at most %1 bytes").arg(MaxSize), isFile);
     return bytes;
 }
 

@@ -10,7 +10,7 @@
 ///
 ///     hex:01ff     pairs of hexadecimal digits
 ///     text:hello   UTF-8
-///     @FILE        the contents of a file
+///     @FILE        the contents of a regular file
 ///
 /// 1 to 65535 bytes: the protocol has no empty payload and no longer one.
 namespace PayloadArgument {
@@ -18,7 +18,7 @@ namespace PayloadArgument {
 struct Error
 {
     QString text;        ///< In words fit for the user.
-    bool isFile = false; ///< It is the file that cannot be read.
+    bool isFile = false; ///< The file cannot be read, or does not make a payload.
 };
 
 [[nodiscard]] std::optional<QByteArray> parse(const QString &text, Error *error);

@@ -9,7 +9,7 @@ namespace {
 
 constexpr int FirstRate = 10;
 constexpr int LastRate = 5120; // a ping each fifth of a millisecond; beyond that the timers are the measure
-constexpr std::chrono::seconds DefaultTimeout(2);
+constexpr int FewestPings = 2; // for one alone nothing can be measured
 
 } // namespace
 
@@ -21,6 +21,8 @@ BenchCommand::BenchCommand(const Tools &all)
     lastWait.setSingleShot(true);
     connect(&ticks, &QTimer::timeout, this, &BenchCommand::sendDue);
     connect(&lastWait, &QTimer::timeout, this, &BenchCommand::endStep);
+    // From the event loop, as the ping that is sent next may leave at once.
+    connect(&tools.sender, &PacedSender::idle, this, &BenchCommand::sendDue, Qt::QueuedConnection);
     connect(&tools.receiver, &OnboardReceiver::payload, this,
             [this](const CompletePayload &payload) { payloads.add(payload.id); });
 }
@@ -39,7 +41,7 @@ void BenchCommand::begin()
 void BenchCommand::beginStep(int pingsPerSecond)
 {
     rate = pingsPerSecond;
-    wanted = std::max(1, static_cast<int>(rate * tools.options.step.count() / 1000));
+    wanted = std::max(FewestPings, static_cast<int>(rate * tools.options.step.count() / 1000));
     pings = std::make_unique<PingTracker>(&tools.sender, tools.receiver);
     connect(pings.get(), &PingTracker::answered, this, &BenchCommand::onAnswered);
     stepTime.start();
@@ -47,39 +49,49 @@ void BenchCommand::beginStep(int pingsPerSecond)
     sendDue();
 }
 
+// A ping waits for the one before it to leave: those in a queue of our own would count as lost. So a slow
+// link makes a step longer, up to twice its time.
 void BenchCommand::sendDue()
 {
-    const int due = static_cast<int>(std::min<qint64>(wanted, 1 + stepTime.elapsed() * rate / 1000));
-    while (pings->pingCount() < due)
-        pings->ping();
-    if (pings->pingCount() < wanted)
+    if (!ticks.isActive())
         return;
+    const qint64 due = std::min<qint64>(wanted, 1 + stepTime.elapsed() * rate / 1000);
+    if (pings->pingCount() < due && tools.sender.isIdle())
+        pings->ping();
+    if (pings->pingCount() == wanted || stepTime.elapsed() * rate >= 2000LL * wanted)
+        stopSending();
+}
+
+void BenchCommand::stopSending()
+{
     ticks.stop();
-    lastWait.start(tools.options.timeout.value_or(DefaultTimeout));
+    lastWait.start(tools.options.stallTimeout());
+    onAnswered();
 }
 
 void BenchCommand::onAnswered()
 {
     // From the event loop, as the next step replaces the tracker that this comes from.
-    if (pings->answerCount() == wanted)
+    if (!ticks.isActive() && pings->answerCount() == pings->pingCount())
         lastWait.start(std::chrono::milliseconds(0));
 }
 
 void BenchCommand::endStep()
 {
     lastWait.stop();
+    const int sent = pings->pingCount();
     const int answered = pings->answerCount();
-    tools.report.step({rate, wanted, answered, pings->leftPerSecond(), pings->roundTrips().medianMs()});
-    if (answered < wanted) {
-        result.lossyRate = rate;
-        const bool silent = answered == 0 && result.losslessRate == 0;
+    const double perSecond = pings->leftPerSecond();
+    tools.report.step({rate, sent, answered, perSecond, pings->roundTrips().medianMs()});
+    if (answered < sent || sent == 0) {
+        result.lossyPerSecond = perSecond;
+        const bool silent = answered == 0 && result.losslessPerSecond == 0;
         end(silent ? ExitCode::NotHappened : ExitCode::Done);
         return;
     }
-    result.losslessRate = rate;
-    result.losslessPerSecond = pings->leftPerSecond();
+    result.losslessPerSecond = std::max(result.losslessPerSecond, perSecond);
     const int highest = highestRate(tools.options.pace);
-    if (rate == highest)
+    if (sent < wanted || rate == highest)
         end(ExitCode::Done);
     else
         beginStep(std::min(rate * 2, highest));

@@ -9,8 +9,9 @@
 
 #include <memory>
 
-/// Pings at 10, 20, 40 … a second, each rate for a while, until one has loss or the pace allows no more. Each
-/// ping is an echo: once to the host and once back. Counts the host's payloads meanwhile.
+/// Pings at 10, 20, 40 … a second, each rate for a while, until one has loss or link and pace allow no more.
+/// Each ping is an echo: once to the host and once back; nothing acknowledges a payload. Counts the host's
+/// payloads meanwhile.
 class BenchCommand : public GroundCommand
 {
     Q_OBJECT
@@ -21,12 +22,16 @@ public:
     void begin() override;
     void reportEnd() override;
 
+    /// What has been measured so far.
+    const GroundReport::Benched &benched() const { return result; }
+
     /// The highest rate that a pace allows, in pings a second.
     static int highestRate(std::chrono::milliseconds pace);
 
 private:
     void beginStep(int pingsPerSecond);
     void sendDue();
+    void stopSending();
     void onAnswered();
     void endStep();
     void end(int exitCode);

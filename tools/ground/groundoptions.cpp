@@ -6,6 +6,7 @@
 #include <QCommandLineParser>
 #include <QMap>
 
+#include <algorithm>
 #include <cmath>
 
 namespace {
@@ -24,6 +25,9 @@ const QLatin1String quietOption("quiet");
 const QLatin1String helpOption("help");
 const QLatin1String versionOption("version");
 
+constexpr std::chrono::seconds SendTimeout(5);
+constexpr int HighestStepS = 3600; // keeps the number of pings far from the end of its type
+
 constexpr const char *Description =
     "The ground station's end of the on-board protocol: talks to the host through its autopilot.\n\n"
     "Commands:\n"
@@ -32,14 +36,17 @@ constexpr const char *Description =
     "  send MESSAGEID PAYLOADID (hex:... | text:... | @FILE)\n"
     "          a payload of 1 to 65535 bytes for the host. Nothing acknowledges a payload, so the host is\n"
     "          pinged first, and nothing is sent if it does not answer\n"
-    "  bench   pings at 10, 20, 40 ... a second, each rate for --step seconds, until some are lost or the\n"
-    "          pace allows no more (--pace 0: up to 5120): the highest rate without loss is what the link\n"
-    "          carries both ways, in frames of 14 bytes. The payloads that the host sends meanwhile are\n"
-    "          counted, and the gaps in their ids: those were lost, or thrown away by the host\n\n"
+    "  bench   pings, as nothing acknowledges a payload: at 10, 20, 40 ... a second, each rate for --step\n"
+    "          seconds, until some are lost, or link and pace allow no more (--pace 0: up to 5120). The\n"
+    "          result is how many a second, in frames of 14 bytes, were measured to go there and back\n"
+    "          without loss. The payloads that the host sends meanwhile are counted, and the gaps in their\n"
+    "          ids: those were lost, or thrown away by the host\n\n"
     "ADDRESS is tcp:HOST:PORT (a client), PATH,BAUD (a serial device) or pty:LINK (a pseudo-terminal with a\n"
-    "symlink LINK to its far end; waits for a program to open it). A PX4 loses frames that come less than\n"
-    "5 ms apart, and relays to a link only once it has heard it: hence the pace and the heartbeats.\n\n"
-    "Exit codes: 0 done, 1 usage, 2 bad file, 4 link could not be opened or was lost, 5 no answer.";
+    "symlink LINK to its far end; waits for a program to open it: watch for ever, the others for --timeout\n"
+    "seconds). A PX4 loses frames that come less than 5 ms apart, and relays to a link only once it has\n"
+    "heard it: hence the pace and the heartbeats.\n\n"
+    "Exit codes: 0 done, 1 usage, 2 bad file, 4 link could not be opened or was lost, 5 no answer, or a\n"
+    "link that takes nothing any more.";
 
 QCommandLineOption valued(const QStringList &names, const char *text, const char *value)
 {
@@ -57,10 +64,11 @@ void declare(QCommandLineParser *parser)
         valued({QStringLiteral("c"), countOption}, "ping: end after N pings. watch: after N payloads.", "N"),
         valued({QStringLiteral("i"), intervalOption}, "ping: time between two. Default: 1.", "SECONDS"),
         valued({timeoutOption},
-               "ping, bench: wait so long for the last answers; default: 2. send: for the host; default: 5.",
+               "ping, bench: wait so long for the last answers; default: 2. send: for the host, and for a "
+               "link that takes nothing; default: 5.",
                "SECONDS"),
         valued({durationOption}, "watch: end after so many seconds; with -c, that is a failure.", "SECONDS"),
-        valued({stepOption}, "bench: how long each rate is kept up. Default: 1.", "SECONDS"),
+        valued({stepOption}, "bench: how long each rate is kept up, up to 3600. Default: 1.", "SECONDS"),
         {noPingOption, QStringLiteral("send: do not ask first whether the host is there.")},
         {jsonOption, QStringLiteral("One JSON object a line on stdout.")},
         {quietOption, QStringLiteral("Print the summary alone.")},
@@ -95,17 +103,19 @@ public:
     }
 
     template <class Duration>
-    void seconds(QLatin1String option, Duration *value)
+    void seconds(QLatin1String option, Duration *value, int highest = 1'000'000)
     {
         if (!parser.isSet(option))
             return;
         bool isNumber = false;
         const double number = parser.value(option).toDouble(&isNumber);
-        if (isNumber && number >= 0.001 && number <= 1e6)
+        if (isNumber && number >= 0.001 && number <= highest)
             *value = GroundOptions::Milliseconds(std::llround(number * 1000));
         else
-            refuse(QStringLiteral("--%1 wants a number of seconds from 0.001 to 1000000, not \"%2\"")
-                       .arg(option, parser.value(option)));
+            refuse(QStringLiteral("--%1 wants a number of seconds from 0.001 to %2, not \"%3\"")
+                       .arg(option)
+                       .arg(highest)
+                       .arg(parser.value(option)));
     }
 
     template <class Id>
@@ -185,11 +195,25 @@ void readAddress(const QCommandLineParser &parser, Reader *reader, GroundOptions
     QString error;
     if (!parser.isSet(connectOption)) {
         reader->refuse(QStringLiteral("give the autopilot's address (--connect ADDRESS)"));
+    } else if (parser.values(connectOption).size() > 1) {
+        reader->refuse(QStringLiteral("--connect can be given only once"));
     } else if (const auto address = LinkAddress::parse(parser.value(connectOption), &error)) {
         options->address = *address;
     } else {
         reader->refuse(error);
     }
+}
+
+// A negative number where an id belongs looks like an option to the parser.
+QString parseErrorOf(const QCommandLineParser &parser, const QStringList &arguments)
+{
+    const QString unknown = parser.unknownOptionNames().value(0);
+    const auto found = std::find_if(arguments.begin(), arguments.end(), [&unknown](const QString &argument) {
+        return argument.startsWith(QLatin1Char('-') + unknown);
+    });
+    if (unknown.isEmpty() || !unknown[0].isDigit() || found == arguments.end())
+        return parser.errorText().simplified();
+    return QStringLiteral("\"%1\" is no option, and an id is a whole number from 0 to 255").arg(*found);
 }
 
 void readOptions(const QCommandLineParser &parser, Reader *reader, GroundOptions *options)
@@ -198,9 +222,11 @@ void readOptions(const QCommandLineParser &parser, Reader *reader, GroundOptions
     reader->whole(paceOption, 0, 10'000, &options->pace);
     reader->whole(countOption, 1, 1'000'000'000, &options->count);
     reader->seconds(intervalOption, &options->interval);
+    if (options->command == GroundOptions::Command::Send)
+        options->timeout = SendTimeout;
     reader->seconds(timeoutOption, &options->timeout);
     reader->seconds(durationOption, &options->duration);
-    reader->seconds(stepOption, &options->step);
+    reader->seconds(stepOption, &options->step, HighestStepS);
     options->json = parser.isSet(jsonOption);
     options->quiet = parser.isSet(quietOption);
     if (options->json && options->quiet)
@@ -215,7 +241,7 @@ std::optional<GroundOptions> GroundOptions::parse(const QStringList &arguments, 
     declare(&parser);
     GroundOptions options;
     if (!parser.parse(arguments)) {
-        *error = parser.errorText().simplified();
+        *error = parseErrorOf(parser, arguments);
         return std::nullopt;
     }
     if (parser.isSet(helpOption) || parser.isSet(versionOption)) {

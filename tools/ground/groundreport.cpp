@@ -210,22 +210,21 @@ void GroundReport::sendSummary(int left, int fragments) const
 void GroundReport::benchSummary(const Benched &benched) const
 {
     const double perSecond = static_cast<double>(benched.payloads) / benched.seconds;
+    const std::optional<double> lossy = benched.lossyPerSecond;
     if (json) {
         writeJsonLine({{"event", QStringLiteral("summary")},
-                       {"losslessRate", benched.losslessRate},
                        {"losslessPerSecond", benched.losslessPerSecond},
-                       {"lossyRate", benched.lossyRate ? QJsonValue(benched.lossyRate) : QJsonValue()},
+                       {"lossyPerSecond", lossy ? QJsonValue(*lossy) : QJsonValue()},
                        {"payloads", benched.payloads},
                        {"payloadsPerSecond", perSecond},
                        {"missing", benched.missing},
                        {"seconds", benched.seconds}});
         return;
     }
-    const QString loss = benched.lossyRate ? QStringLiteral("loss at %1").arg(benched.lossyRate)
-                                           : QStringLiteral("the pace allows no more");
-    writeLine(stdout, QStringLiteral("both ways: %1 a second (%2 measured) without loss, %3; from the host "
-                                     "meanwhile: %4 payloads (%5 a second), %6 missing")
-                          .arg(benched.losslessRate)
+    const QString loss = lossy ? QStringLiteral("loss at %1").arg(fixed(*lossy, 1))
+                               : QStringLiteral("link and pace allow no more");
+    writeLine(stdout, QStringLiteral("pings, there and back: %1 a second without loss, %2; from the host "
+                                     "meanwhile: %3 payloads (%4 a second), %5 missing")
                           .arg(fixed(benched.losslessPerSecond, 1), loss)
                           .arg(benched.payloads)
                           .arg(fixed(perSecond, 1))

@@ -4,6 +4,8 @@
 #include "ground/openpayloads.h"
 #include "ground/pingtracker.h"
 
+#include <optional>
+
 /// What the ground end tells its user: on stdout what comes in and the summary, as text or one JSON object an
 /// event; on stderr notes and errors. Quietly: the summary and errors.
 class GroundReport
@@ -37,11 +39,10 @@ public:
 
     struct Benched
     {
-        int losslessRate = 0;         ///< The highest without loss; 0: even the lowest had some.
-        double losslessPerSecond = 0; ///< What that came to, measured as they left.
-        int lossyRate = 0;            ///< The one that had loss; 0: none.
-        qint64 payloads = 0;          ///< From the host, meanwhile.
-        qint64 missing = 0;           ///< Gaps in their ids.
+        double losslessPerSecond = 0;         ///< Pings, measured; 0: even the lowest rate had loss.
+        std::optional<double> lossyPerSecond; ///< The same with loss, which ends the bench. NaN: one ping.
+        qint64 payloads = 0;                  ///< From the host, meanwhile.
+        qint64 missing = 0;                   ///< Gaps in their ids.
         double seconds = 0;
     };
 

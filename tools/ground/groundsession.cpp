@@ -23,6 +23,8 @@ GroundSession::GroundSession(const GroundOptions &wanted, const QByteArray &payl
     , sender(&carrier, wanted.pace)
     , command(GroundCommand::create({options, report, sender, receiver}, payload))
 {
+    opening.setSingleShot(true);
+    connect(&opening, &QTimer::timeout, this, &GroundSession::onNotOpened);
     closing.setSingleShot(true);
     closing.setInterval(std::chrono::seconds(1));
     connect(&closing, &QTimer::timeout, this, [this] { Q_EMIT ended(result); });
@@ -45,7 +47,20 @@ void GroundSession::open()
     if (!opened)
         failLink(error);
     else if (options.address.kind == LinkAddress::Kind::Pty)
-        report.note(QStringLiteral("waiting for a program to open %1").arg(options.address.path));
+        waitForOpener();
+}
+
+void GroundSession::waitForOpener()
+{
+    report.note(QStringLiteral("waiting for a program to open %1").arg(options.address.path));
+    if (options.command != GroundOptions::Command::Watch)
+        opening.start(options.timeout);
+}
+
+void GroundSession::onNotOpened()
+{
+    const std::chrono::duration<double> time = options.timeout;
+    failLink(QStringLiteral("no program opened it within %1 s").arg(time.count()));
 }
 
 void GroundSession::onJoined()
@@ -53,6 +68,7 @@ void GroundSession::onJoined()
     if (finishing || joined)
         return;
     joined = true;
+    opening.stop();
     sender.start();
     command->begin();
 }
@@ -83,7 +99,9 @@ void GroundSession::finish(int exitCode)
         return;
     finishing = true;
     result = exitCode;
+    opening.stop();
     sender.stop();
+    command.release()->deleteLater(); // it has said its last word, and this may come from inside of it
     if (opened) {
         closing.start();
         link->finish();

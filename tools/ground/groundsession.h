@@ -31,6 +31,8 @@ Q_SIGNALS:
 private:
     void onJoined();
     void onLeft();
+    void waitForOpener();
+    void onNotOpened();
     void failLink(const QString &reason);
     void finish(int exitCode);
 
@@ -40,7 +42,8 @@ private:
     FrameCarrier carrier;
     PacedSender sender;
     OnboardReceiver receiver;
-    const std::unique_ptr<GroundCommand> command;
+    std::unique_ptr<GroundCommand> command; // until the session is finishing
+    QTimer opening;
     QTimer closing;
     bool opened = false;
     bool joined = false;

@@ -76,7 +76,9 @@ void PacedSender::sendOne()
 {
     draining = true;
     lastLeft = Clock::now();
-    if (heartbeatDue) {
+    const bool heartbeat = heartbeatDue && (!heartbeatLast || queue.isEmpty());
+    heartbeatLast = heartbeat;
+    if (heartbeat) {
         heartbeatDue = false;
         link->sendHeartbeat();
     } else {

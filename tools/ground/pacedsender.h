@@ -57,5 +57,6 @@ private:
     Clock::time_point lastLeft;
     bool running = false;
     bool heartbeatDue = false;
-    bool draining = false; // the link has not taken the last frame yet
+    bool heartbeatLast = false; // what left last was one: at a slow pace the queue has its turn too
+    bool draining = false;      // the link has not taken the last frame yet
 };

@@ -3,12 +3,6 @@
 
 #include "common/exitcode.h"
 
-namespace {
-
-constexpr std::chrono::seconds DefaultTimeout(2);
-
-} // namespace
-
 PingCommand::PingCommand(const Tools &all)
     : GroundCommand(all)
     , pings(&all.sender, all.receiver)
@@ -16,7 +10,7 @@ PingCommand::PingCommand(const Tools &all)
     interval.setTimerType(Qt::PreciseTimer);
     interval.setInterval(tools.options.interval);
     lastWait.setSingleShot(true);
-    lastWait.setInterval(tools.options.timeout.value_or(DefaultTimeout));
+    lastWait.setInterval(tools.options.timeout);
     connect(&interval, &QTimer::timeout, this, &PingCommand::ping);
     connect(&lastWait, &QTimer::timeout, this, &PingCommand::end);
     connect(&pings, &PingTracker::answered, this, &PingCommand::onAnswered);

@@ -8,7 +8,6 @@
 namespace {
 
 constexpr std::chrono::seconds PingInterval(1);
-constexpr std::chrono::seconds DefaultTimeout(5);
 
 // Ids that start where the last run did would hit what is left of its payloads at the host.
 quint16 randomId()
@@ -26,10 +25,10 @@ SendCommand::SendCommand(const Tools &all, const QByteArray &data)
 {
     pinging.setInterval(PingInterval);
     timeout.setSingleShot(true);
-    timeout.setInterval(tools.options.timeout.value_or(DefaultTimeout));
     connect(&pinging, &QTimer::timeout, &pings, &PingTracker::ping);
-    connect(&timeout, &QTimer::timeout, this, &SendCommand::onNoAnswer);
+    connect(&timeout, &QTimer::timeout, this, &SendCommand::onTimeout);
     connect(&pings, &PingTracker::answered, this, &SendCommand::onAnswered);
+    connect(&tools.sender, &PacedSender::frameLeft, this, &SendCommand::onFrameLeft);
     connect(&fragments, &FragmentSender::done, this, &SendCommand::onSent);
 }
 
@@ -40,7 +39,7 @@ void SendCommand::begin()
         return;
     }
     pinging.start();
-    timeout.start();
+    timeout.start(tools.options.timeout);
     pings.ping();
 }
 
@@ -49,29 +48,44 @@ void SendCommand::onAnswered()
     if (sending || !timeout.isActive())
         return;
     pinging.stop();
-    timeout.stop();
     send();
 }
 
-void SendCommand::onNoAnswer()
+void SendCommand::onTimeout()
+{
+    if (sending)
+        fail(QStringLiteral("the link takes nothing any more; ended after %1 of %2 fragments")
+                 .arg(fragments.leftCount())
+                 .arg(fragments.fragmentCount()));
+    else
+        fail(QStringLiteral("no answer from the vehicle, nothing sent (--no-ping sends all the same)"));
+}
+
+void SendCommand::onFrameLeft()
+{
+    if (sending)
+        timeout.start(tools.options.stallTimeout());
+}
+
+void SendCommand::fail(const QString &reason)
 {
     pinging.stop();
-    tools.report.error(
-        QStringLiteral("no answer from the vehicle, nothing sent (--no-ping sends all the same)"));
+    timeout.stop();
+    tools.report.error(reason);
     Q_EMIT done(ExitCode::NotHappened);
 }
 
 void SendCommand::send()
 {
     sending = true;
-    if (fragments.start())
-        return;
-    tools.report.error(QStringLiteral("the link does not take what is to be sent"));
-    Q_EMIT done(ExitCode::NotHappened);
+    timeout.start(tools.options.stallTimeout());
+    if (!fragments.start())
+        fail(QStringLiteral("the link does not take what is to be sent"));
 }
 
 void SendCommand::onSent()
 {
+    timeout.stop();
     tools.report.sent({payload, fragments.fragmentCount(), fragments.duration().count()});
     Q_EMIT done(ExitCode::Done);
 }

@@ -7,7 +7,8 @@
 #include <QTimer>
 
 /// Sends one payload to the host, with a payload id picked at random. Unless told otherwise it first pings
-/// once a second, until the host answers; without an answer nothing is sent.
+/// once a second, until the host answers; without an answer nothing is sent. A link that takes no more
+/// fragments is a failure.
 class SendCommand : public GroundCommand
 {
     Q_OBJECT
@@ -21,7 +22,9 @@ public:
 
 private:
     void onAnswered();
-    void onNoAnswer();
+    void onTimeout();
+    void onFrameLeft();
+    void fail(const QString &reason);
     void send();
     void onSent();
 
@@ -29,6 +32,6 @@ private:
     PingTracker pings;
     FragmentSender fragments;
     QTimer pinging;
-    QTimer timeout;
+    QTimer timeout; // for the host's answer, then for the link to take the next fragment
     bool sending = false;
 };
