@@ -181,7 +181,7 @@ void MavStickAdapter::handleHeartbeat(const mavlink::mavlink_message_t &message)
     if (heartbeat.autopilot != Px4 && heartbeat.autopilot != ArduPilot)
         return;
     // The driver may have handed the target over already; what autopilot it is shows here alone.
-    if (autopilotType == 0)
+    if (detectedSystemId == 0)
         detect(message.sysid, heartbeat.autopilot);
     lastBaseMode = heartbeat.base_mode;
     lastCustomMode = heartbeat.custom_mode;
@@ -192,6 +192,7 @@ void MavStickAdapter::handleHeartbeat(const mavlink::mavlink_message_t &message)
 void MavStickAdapter::detect(quint8 detectedSystem, quint8 autopilot)
 {
     autopilotType = autopilot;
+    detectedSystemId = detectedSystem;
     targetSystemId = detectedSystem;
     info() << "Autopilot systemid detected " << targetSystemId;
     if (autopilot == Px4)
@@ -211,7 +212,8 @@ void MavStickAdapter::handleAttitude(const mavlink::mavlink_message_t &message)
     lastAttitude.roll = degrees(attitude.roll);
     lastAttitude.pitch = degrees(attitude.pitch);
     lastAttitude.yaw = degrees(attitude.yaw);
-    Q_EMIT attitudeChanged(lastAttitude);
+    // A copy: a receiver may turn the event loop, and the next message come in before all have seen this one.
+    Q_EMIT attitudeChanged(Navigate::Attitude(lastAttitude));
 }
 
 void MavStickAdapter::handlePosition(const mavlink::mavlink_message_t &message)
@@ -236,7 +238,7 @@ void MavStickAdapter::handlePosition(const mavlink::mavlink_message_t &message)
                          metresPerSecond(global.vz),
                          0,
                          0};
-    Q_EMIT localPositionChanged(lastLocalPosition);
+    Q_EMIT localPositionChanged(Navigate::VehicleLocalPosition(lastLocalPosition));
 }
 
 void MavStickAdapter::setOrigin(const Coordinate &position)

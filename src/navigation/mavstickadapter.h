@@ -91,4 +91,5 @@ private:
     qint32 telemetryRate = 2; // Hz
     quint8 lastBaseMode = 0;
     quint32 lastCustomMode = 0;
+    quint32 detectedSystemId = 0; // whose heartbeat told the autopilot type; 0: nobody's yet
 };

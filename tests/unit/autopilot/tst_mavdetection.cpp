@@ -11,6 +11,16 @@ constexpr quint8 None = 8;
 constexpr quint8 Px4 = 12;
 constexpr quint8 Armed = 128;
 
+/// The driver's two lines, and the same two of the stick behind it.
+QStringList detectionLines(int system, const char *kind)
+{
+    QStringList lines;
+    for (const char *tag : {"[AP]", "[MAV]"})
+        lines << QStringLiteral("%1 Autopilot systemid detected  %2").arg(QLatin1String(tag)).arg(system)
+              << QStringLiteral("%1 %2").arg(QLatin1String(tag), QLatin1String(kind));
+    return lines;
+}
+
 QString statusOf(AutopilotRig &rig)
 {
     rig.plugin->keepHeartbeatsForever();
@@ -66,18 +76,13 @@ void TestMavDetection::heartbeat_ofAnAutopilot_isDetected_data()
 {
     QTest::addColumn<QByteArray>("frame");
     QTest::addColumn<QStringList>("lines");
-    QTest::newRow("PX4") << QByteArray::fromHex(Golden::Px4Heartbeat)
-                         << QStringList{QStringLiteral("[AP] Autopilot systemid detected  1"),
-                                        QStringLiteral("[AP] PX4 Detected ")};
+    QTest::newRow("PX4") << QByteArray::fromHex(Golden::Px4Heartbeat) << detectionLines(1, "PX4 Detected ");
     QTest::newRow("PX4, MAVLink 1") << QByteArray::fromHex(Golden::Px4HeartbeatMavlink1)
-                                    << QStringList{QStringLiteral("[AP] Autopilot systemid detected  1"),
-                                                   QStringLiteral("[AP] PX4 Detected ")};
+                                    << detectionLines(1, "PX4 Detected ");
     QTest::newRow("ArduPilot") << QByteArray::fromHex(Golden::ArduPilotHeartbeat)
-                               << QStringList{QStringLiteral("[AP] Autopilot systemid detected  1"),
-                                              QStringLiteral("[AP] ArduPilot Detected")};
+                               << detectionLines(1, "ArduPilot Detected");
     QTest::newRow("system 255") << frameOf(heartbeatOf(Px4), {255, 0})
-                                << QStringList{QStringLiteral("[AP] Autopilot systemid detected  255"),
-                                               QStringLiteral("[AP] PX4 Detected ")};
+                                << detectionLines(255, "PX4 Detected ");
 }
 
 void TestMavDetection::heartbeat_ofAnAutopilot_isDetected()
@@ -87,7 +92,7 @@ void TestMavDetection::heartbeat_ofAnAutopilot_isDetected()
     AutopilotRig rig;
     rig.plugin->dispatchReceivedData(frame);
     QCOMPARE(rig.log.take(), lines);
-    QCOMPARE(rig.log.takenTypes(), (QList<QtMsgType>{QtInfoMsg, QtInfoMsg}));
+    QCOMPARE(rig.log.takenTypes(), (QList<QtMsgType>{QtInfoMsg, QtInfoMsg, QtInfoMsg, QtInfoMsg}));
     QCOMPARE(statusOf(rig), QStringLiteral("autopilotStatus 2"));
 }
 
@@ -324,7 +329,9 @@ void TestMavDetection::alreadyArmed_whenTheLinkComesUp_armsOnce()
              (QStringList{QStringLiteral("[AP] Autopilot systemid detected  1"),
                           QStringLiteral("[AP] PX4 Detected "),
                           QStringLiteral("textToGround 0 [AP] Logging started (auto)"),
-                          QStringLiteral("daqEnabled true"), QStringLiteral("[AP] The drone is arming")}));
+                          QStringLiteral("daqEnabled true"), QStringLiteral("[AP] The drone is arming"),
+                          QStringLiteral("[MAV] Autopilot systemid detected  1"),
+                          QStringLiteral("[MAV] PX4 Detected ")}));
 }
 
 void TestMavDetection::armedFlag_isBitSeven_data()

@@ -135,7 +135,9 @@ void TestMavGroundLink::received_reachesTheCarrierBeforeTheTelemetry()
             [&] { message = receivedOf(heartbeatOf(12)); });
     Q_EMIT rig.plugin->messageReceived(message);
     QCOMPARE(rig.log.take(), (QStringList{V2Heard, QStringLiteral("[AP] Autopilot systemid detected  1"),
-                                          QStringLiteral("[AP] PX4 Detected ")}));
+                                          QStringLiteral("[AP] PX4 Detected "),
+                                          QStringLiteral("[MAV] Autopilot systemid detected  1"),
+                                          QStringLiteral("[MAV] PX4 Detected ")}));
 }
 
 void TestMavGroundLink::v2ExtensionOfOthers_afterDetection_stillReachesTheCarrier()

@@ -57,7 +57,9 @@ void TestPlainHost::messages_areReceivedAndDetected()
     plugin->feed(Golden::ArduPilotHeartbeat);
     QCOMPARE(received.size(), 1);
     QCOMPARE(log.take(), (QStringList{QStringLiteral("[AP] Autopilot systemid detected  1"),
-                                      QStringLiteral("[AP] ArduPilot Detected")}));
+                                      QStringLiteral("[AP] ArduPilot Detected"),
+                                      QStringLiteral("[MAV] Autopilot systemid detected  1"),
+                                      QStringLiteral("[MAV] ArduPilot Detected")}));
 }
 
 void TestPlainHost::publishing_warnsOncePerName()
