@@ -105,7 +105,7 @@ class Station:
 
     def receive_frame(self) -> bytes:
         """The next frame of another than the autopilot."""
-        return bytes(self.receive(lambda message: source_of(message) != AUTOPILOT).get_msgbuf())
+        return frame_of(self.receive(lambda message: source_of(message) != AUTOPILOT))
 
     def receive_heartbeat(self):
         """The autopilot's next."""
@@ -166,8 +166,16 @@ class RelaySim:
             self.end()
 
 
+def frame_of(message) -> bytes:
+    """Of a message that its dialect does not know pymavlink keeps the frame alone."""
+    known = not isinstance(message, mavlink.MAVLink_unknown)
+    return bytes(message.get_msgbuf() if known else message.data)
+
+
 def source_of(message) -> tuple[int, int]:
-    return message.get_srcSystem(), message.get_srcComponent()
+    frame = frame_of(message)
+    system = 5 if frame[0] == 0xFD else 3
+    return frame[system], frame[system + 1]
 
 
 def heartbeat():
