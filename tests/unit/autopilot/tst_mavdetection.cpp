@@ -157,7 +157,7 @@ void TestMavDetection::heartbeat_ofSystemZero_isNeverADetection()
         QCOMPARE(rig.log.take().constFirst(), QStringLiteral("[AP] Autopilot systemid detected  0"));
     }
     rig.plugin->feed(Golden::ArduPilotHeartbeat);
-    QCOMPARE(rig.log.take().constLast(), QStringLiteral("[AP] ArduPilot Detected"));
+    QVERIFY(rig.log.take().contains(QStringLiteral("[AP] ArduPilot Detected")));
 }
 
 void TestMavDetection::heartbeat_ofNoAutopilotFromTheDetectedOne_isIgnored()

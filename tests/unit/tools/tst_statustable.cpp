@@ -16,6 +16,7 @@ private Q_SLOTS:
     void rows_wordTheValues_data();
     void rows_wordTheValues();
     void line_holdsWhatIsKnown();
+    void origin_withoutAFix_tellsNoDistance();
     void altitude_outOfRange_isBad();
     void autopilotStatus_inWords_data();
     void autopilotStatus_inWords();
@@ -39,7 +40,7 @@ void TestStatusTable::nothingSeen_showsDashesAndAnEmptyLine()
 {
     const LatestValues values;
     const StatusTable table(values);
-    QCOMPARE(table.rows().size(), 10);
+    QCOMPARE(table.rows().size(), 11);
     const QVector<StatusTable::Row> rows = table.rows();
     for (const StatusTable::Row &row : rows)
         QCOMPARE(row.text, QStringLiteral("-"));
@@ -89,6 +90,25 @@ void TestStatusTable::line_holdsWhatIsKnown()
     values.store(QStringLiteral("velocity"), 1);
     values.store(QStringLiteral("autopilotStatus"), 2);
     QCOMPARE(StatusTable(values).line(), QStringLiteral("autopilot heard | velocity 1.00 m/s"));
+}
+
+void TestStatusTable::origin_withoutAFix_tellsNoDistance()
+{
+    LatestValues values;
+    const auto origin = [&values](double latitude, double longitude) {
+        values.store(QStringLiteral("virtualStick.originChanged"),
+                     QCborMap{{QStringLiteral("lat"), latitude},
+                              {QStringLiteral("lon"), longitude},
+                              {QStringLiteral("altAmsl"), 0.0}});
+    };
+    origin(0, 0);
+    values.store(
+        QStringLiteral("virtualStick.localPositionChanged"),
+        QCborMap{{QStringLiteral("x"), 3.0}, {QStringLiteral("y"), -4.0}, {QStringLiteral("z"), -15.0}});
+    QCOMPARE(rowCalled(values, QStringLiteral("From origin")).text, QStringLiteral("no fix yet"));
+    origin(47.5, 8.25);
+    QCOMPARE(rowCalled(values, QStringLiteral("From origin")).text,
+             QStringLiteral("5.00 m away, 15.00 m above it"));
 }
 
 void TestStatusTable::altitude_outOfRange_isBad()
