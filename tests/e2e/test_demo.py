@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: MIT
-"""What `./dev demo` shows: the recorded flight, as lines into a pipe and as a table on a terminal."""
+"""What `./dev demo` shows: a flight, a recorded one (as lines and as a table), the ground link."""
 
 import fcntl
 import os
@@ -66,6 +66,27 @@ def test_piped_the_demo_prints_the_flight_line_by_line(bin_dir, environment, dem
     calls = standin_calls()
     assert re.fullmatch(r"date --set \d{4}\.\d\d\.\d\d-\d\d:\d\d:\d\d", calls[0])
     assert calls[1:] == ["nmcli radio wifi off", "nmcli radio wifi on"]
+
+
+def test_the_flight_is_flown_and_told_of(bin_dir, environment):
+    command = [DEMO / "demo.sh", bin_dir, "flight"]
+    result = subprocess.run(
+        command,
+        env=environment,
+        stdin=subprocess.DEVNULL,
+        capture_output=True,
+        text=True,
+        timeout=4 * TIMEOUT,
+    )
+    assert result.returncode == 0, result.stdout + result.stderr
+    heights = [float(h) for h in re.findall(r"away, (-?[\d.]+) m above it", result.stdout)]
+    assert 14 < max(heights) < 16
+    away = [float(d) for d in re.findall(r"from origin ([\d.]+) m away", result.stdout)]
+    assert 14 < max(away) < 20 and away[-1] < 3
+    for text in "Logging started (auto)", "the square is flown", "Logging stopped (auto)":
+        assert text in result.stdout
+    pings = re.search(r"(\d+) pings sent, (\d+) answered", result.stdout)
+    assert pings and int(pings[2]) > 0.8 * int(pings[1]) > 20
 
 
 def test_the_ground_links_part_shows_pings_and_a_payload_each_way(bin_dir, environment):

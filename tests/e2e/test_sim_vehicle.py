@@ -2,7 +2,10 @@
 """noflailsten-sim --autopilot: the vehicle, flown by pymavlink, beside the recordings of real ones."""
 
 import math
+import shlex
 import signal
+import subprocess
+import time
 from collections import Counter
 from collections.abc import Callable, Iterator
 from dataclasses import dataclass, field
@@ -10,12 +13,16 @@ from pathlib import Path
 
 import pytest
 from conftest import DATA, program_environment
+from jsonprocess import TIMEOUT
 from pymavlink.dialects.v20 import ardupilotmega as mavlink
 from recording_figures import recorded_bytes
-from relaylinks import AUTOPILOT, GROUND, HOST, RelaySim, source_of
+from relaylinks import AUTOPILOT, GROUND, HOST, RelaySim, Station, TcpTransport, frame_of, source_of
 
 SPEED = 10
-FAST = 20  # for what needs no quick answers
+FAST = 15
+# Off-board mode is lost when set-points fail to come for a second of the vehicle's: that has to be long
+# enough for a machine that keeps us waiting.
+SLOW = 4
 GUIDED, LAND = 4, 9
 OFF_BOARD, LOITER, TAKING_OFF, RETURNING = 393216, 50593792, 33816576, 84148224
 ARMED = 128
@@ -259,7 +266,19 @@ def extent_m(log: Log, attribute: str) -> float:
         (lambda log: max(log.values("ATTITUDE", "roll")), 0.06),
         (lambda log: min(log.values("ATTITUDE", "pitch")), 0.08),
     ],
-    ids=["climb", "landing", "braking", "north", "east", "height", "speed", "rise", "distance", "roll", "pitch"],
+    ids=[
+        "climb",
+        "landing",
+        "braking",
+        "north",
+        "east",
+        "height",
+        "speed",
+        "rise",
+        "distance",
+        "roll",
+        "pitch",
+    ],
 )
 def test_arducopter_flight_is_near_the_recorded_one(figure, bound, arducopter, recorded_flight: Log):
     log, _ = arducopter
@@ -292,7 +311,9 @@ def test_arducopter_streams_have_the_recorded_rates(arducopter, recorded_flight:
 
 
 @pytest.mark.parametrize("which", ["ours", "recorded"])
-def test_arducopter_fix_time_and_home_come_in_the_recorded_order(which: str, arducopter, recorded_flight: Log):
+def test_arducopter_fix_time_and_home_come_in_the_recorded_order(
+    which: str, arducopter, recorded_flight: Log
+):
     log = arducopter[0] if which == "ours" else recorded_flight
     fixes = list(dict.fromkeys(log.values("GPS_RAW_INT", "fix_type")))
     assert [fix for fix in fixes if fix] == [1, 6]
@@ -362,10 +383,10 @@ def test_arducopter_holds_a_velocity_for_three_seconds(sims: Sims):
     companion.until_higher(4.9)
     companion.wait(2, (2, 0, 0))
     stopped_at = companion.log.now
-    companion.wait(7)
+    companion.wait(10)
     speeds = [(when - stopped_at, m.vx) for when, m in companion.log.all("GLOBAL_POSITION_INT")]
     assert all(speed > 170 for when, speed in speeds if 0.2 < when < 2.5)
-    assert all(abs(speed) < 20 for when, speed in speeds if when > 5.8)
+    assert all(abs(speed) < 20 for when, speed in speeds if when > 9)
 
 
 def test_streams_go_to_the_client_that_asked(sims: Sims):
@@ -418,7 +439,7 @@ class Px4Flight:
 
 @pytest.fixture(scope="module")
 def px4(module_sims: Sims) -> Px4Flight:
-    sim = module_sims.start("px4", kind=module_sims.kind)
+    sim = module_sims.start("px4", kind=module_sims.kind, speed=SLOW)
     companion = Companion(sim)
     companion.wait(6)
     companion.set_mode(GUIDED)
@@ -426,15 +447,16 @@ def px4(module_sims: Sims) -> Px4Flight:
     companion.set_mode(OFF_BOARD)
     early = companion.until_acknowledged(176)
     assert companion.command(400, 1) == 0
-    assert companion.command(22, last=PX4_HOME_ALTITUDE_M + 15) == 0
-    companion.until_higher(14.5)
+    assert companion.command(22, last=PX4_HOME_ALTITUDE_M + 6) == 0
+    companion.until_higher(5.5)
     companion.until_heartbeat(lambda beat: beat.custom_mode == LOITER)
     companion.wait(0.5, (0, 0, 0))
     companion.set_mode(OFF_BOARD)
     accepted = companion.until_acknowledged(176)
     for velocity in SQUARE[:2]:
         companion.wait(LEG_S, velocity)
-    companion.until_heartbeat(lambda beat: beat.custom_mode == RETURNING, limit_s=3)
+    companion.until_heartbeat(lambda beat: beat.custom_mode == RETURNING, limit_s=4)
+    assert companion.command(21) == 0
     companion.until_heartbeat(lambda beat: not beat.base_mode & ARMED)
     companion.wait(1)
     return Px4Flight(companion.log, events(sim), refused, early, accepted)
@@ -442,7 +464,7 @@ def px4(module_sims: Sims) -> Px4Flight:
 
 def test_px4_flight_goes_through_its_modes(px4: Px4Flight):
     assert (px4.refused, px4.early, px4.accepted) == (1, 1, 0)
-    assert px4.told == [True, "takeoff", False, "loiter", "offboard", "rtl", True, "loiter", False]
+    assert px4.told == [True, "takeoff", False, "loiter", "offboard", "rtl", "land", True, "loiter", False]
     beats = {(m.base_mode, m.custom_mode) for _, m in px4.log.all("HEARTBEAT")}
     assert beats >= {(29, LOITER), (157, LOITER), (157, TAKING_OFF), (145, OFF_BOARD), (157, RETURNING)}
 
@@ -450,12 +472,14 @@ def test_px4_flight_goes_through_its_modes(px4: Px4Flight):
 def test_px4_flies_what_is_asked(px4: Px4Flight):
     assert max(px4.log.values("GLOBAL_POSITION_INT", "vx")) == pytest.approx(300, abs=15)
     assert max(px4.log.values("GLOBAL_POSITION_INT", "vy")) == pytest.approx(300, abs=15)
-    assert min(px4.log.values("GLOBAL_POSITION_INT", "relative_alt")) == pytest.approx(-1300, abs=100)
+    # Touching down it believes that it sinks, until it has disarmed.
+    heights = px4.log.values("GLOBAL_POSITION_INT", "relative_alt")
+    assert heights[-1] - min(heights) == pytest.approx(1300, abs=100)
 
 
 def test_px4_streams_have_the_recorded_rates(px4: Px4Flight, recorded_px4: Log):
     recorded = recorded_px4.rates(5.5, 8)  # before anything is asked for
-    ours = px4.log.rates(10, 20)
+    ours = px4.log.rates(10, 25)
     compared = {name for name, rate in recorded.items() if rate >= 4 and name != "COMMAND_ACK"}
     assert compared >= READ - {"SYSTEM_TIME"}
     for name in compared:
@@ -497,7 +521,7 @@ def test_px4_answers_requests_for_messages(sims: Sims):
 
 
 def test_operator_flies_too(sims: Sims):
-    sim = sims.start("px4", "--boot-delay", "1")
+    sim = sims.start("px4", "--boot-delay", "1", speed=SLOW)
     companion = Companion(sim)
     companion.wait(2)
     sim.process.write_line("arm")
@@ -538,3 +562,53 @@ def test_closed_input_changes_nothing(sims: Sims):
         companion.station.receive_heartbeat()
     sim.process.ask_to_end(signal.SIGINT)
     assert sim.process.wait_for_end() == 0
+
+
+def test_missing_input_changes_nothing(bin_dir: Path):
+    command = (
+        f"exec {shlex.quote(str(bin_dir / 'noflailsten-sim'))} --autopilot px4 --link tcp:127.0.0.1:0 <&-"
+    )
+    process = subprocess.Popen(command, shell=True, stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True)
+    address = process.stdout.readline().removeprefix("listening on ").rstrip()
+    station = Station(address, HOST)
+    for _ in range(3):
+        station.receive_heartbeat()
+    station.close()
+    process.send_signal(signal.SIGTERM)
+    assert process.wait(TIMEOUT) == 0
+
+
+# Bad lines
+
+
+def test_lossy_line_leaves_gaps_in_the_sequence(sims: Sims):
+    companion = Companion(sims.start("px4", "--loss", "0.2", "--seed", "3"))
+    companion.wait(5)
+    sequence = [frame_of(message)[4] for _, message in companion.log.messages]
+    gaps = [(later - earlier - 1) % 256 for earlier, later in zip(sequence, sequence[1:], strict=False)]
+    assert 0.1 < sum(gaps) / (sum(gaps) + len(sequence)) < 0.3
+
+
+def test_corrupting_line_damages_frames(sims: Sims):
+    sim = sims.start("px4", "--corrupt", "0.2", "--boot-delay", "0")
+    transport = TcpTransport(sim.addresses[0])
+    parser = mavlink.MAVLink(None)
+    parser.robust_parsing = True
+    names: Counter = Counter()
+    while sum(names.values()) < 1000:
+        names.update(message.get_type() for message in parser.parse_buffer(transport.read()) or [])
+    transport.close()
+    assert names["BAD_DATA"] > 50
+    assert names["ATTITUDE"] > 50
+
+
+def test_stalled_line_brings_everything_afterwards(sims: Sims):
+    companion = Companion(sims.start("px4", "--stall", "1@1.5", speed=1))
+    arrivals = []
+    while not arrivals or companion.log.now < 3:
+        companion.take()
+        arrivals.append(time.monotonic())
+    pause = max(later - earlier for earlier, later in zip(arrivals, arrivals[1:], strict=False))
+    assert 0.7 < pause < 5
+    sequence = [frame_of(message)[4] for _, message in companion.log.messages]
+    assert all((later - earlier) % 256 == 1 for earlier, later in zip(sequence, sequence[1:], strict=False))
