@@ -32,7 +32,7 @@ bool FrameParser::takeByte(char byte)
 
 ReceivedFrame FrameParser::makeFrame() const
 {
-    ReceivedFrame frame = {raw, message.msgid, message.sysid, message.compid, 0, 0};
+    ReceivedFrame frame = {raw, message.msgid, message.sysid, message.compid, 0, 0, message};
     const mavlink::mavlink_msg_entry_t *entry = mavlink::mavlink_get_msg_entry(message.msgid);
     const char *payload = _MAV_PAYLOAD(&message); // filled up with zeros where the sender cut them
     if (entry->flags & MAV_MSG_ENTRY_FLAG_HAVE_TARGET_SYSTEM)

@@ -15,6 +15,7 @@ struct ReceivedFrame
     quint8 component = 0;
     quint8 targetSystem = 0; ///< 0: to all, also for messages that have no target.
     quint8 targetComponent = 0;
+    mavlink::mavlink_message_t message = {};
 };
 
 /// Finds the frames in the bytes of one sender. Frames of MAVLink 1 and 2 are taken when their checksum is

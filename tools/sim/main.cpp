@@ -8,16 +8,26 @@
 
 #include <csignal>
 #include <cstdio>
+#include <fcntl.h>
+#include <unistd.h>
 #include <utility>
 
 namespace {
+
+// Where it is closed, its number would go to another file, whose bytes would be taken for lines.
+void keepStandardInput()
+{
+    if (::fcntl(STDIN_FILENO, F_GETFD) < 0)
+        ::open("/dev/null", O_RDONLY | O_CLOEXEC);
+}
 
 int runAutopilot(const SimOptions &options)
 {
     AutopilotSession session(options);
     UnixSignals signals;
-    QObject::connect(&signals, &UnixSignals::endRequested, &session,
-                     [] { QCoreApplication::exit(ExitCode::Done); });
+    const auto end = [] { QCoreApplication::exit(ExitCode::Done); };
+    QObject::connect(&signals, &UnixSignals::endRequested, &session, end);
+    QObject::connect(&session, &AutopilotSession::quit, &session, end);
     if (!session.open())
         return ExitCode::LinkFailed;
     const int code = QCoreApplication::exec();
@@ -50,6 +60,9 @@ int main(int argc, char *argv[])
 {
     // A client that has gone, or a closed stdout, shows as a failed write.
     std::signal(SIGPIPE, SIG_IGN);
+    // In the background of a terminal, reading its lines fails instead of stopping us.
+    std::signal(SIGTTIN, SIG_IGN);
+    keepStandardInput();
     QCoreApplication app(argc, argv);
     QCoreApplication::setApplicationName(QStringLiteral("noflailsten-sim"));
     QString error;

@@ -2,7 +2,6 @@
 #include "sim/relay.h"
 
 #include "link/link.h"
-#include "sim/heartbeat.h"
 #include "sim/relayrules.h"
 
 #include <algorithm>
@@ -13,16 +12,25 @@ struct Relay::Client
     Link *link;
     int number;
     bool forwarding;
+    int id;
     ForwardingBuffer buffer;
+    LinkFaults faults;
     FrameParser parser = {};
     HeardSources heard = {};
     mavlink::mavlink_status_t sent = {};
 };
 
-Relay::Relay(AutopilotKind autopilot, TimeSource timeSource)
+Relay::Relay(AutopilotKind autopilot, const LinkFaults::Settings &faults, TimeSource timeSource)
     : kind(autopilot)
+    , faultSettings(faults)
     , now(std::move(timeSource))
+    , start(now())
 {
+    lateTimer.setInterval(std::chrono::milliseconds(2));
+    lateTimer.setTimerType(Qt::PreciseTimer);
+    connect(&lateTimer, &QTimer::timeout, this, &Relay::deliverLate);
+    if (faultSettings.any())
+        lateTimer.start();
     roundTimer.setInterval(ForwardingBuffer::roundPeriod);
     roundTimer.setTimerType(Qt::PreciseTimer);
     connect(&roundTimer, &QTimer::timeout, this, &Relay::runRound);
@@ -39,17 +47,30 @@ ForwardingBuffer::Time Relay::steadyTime()
 
 void Relay::addLink(Link *link, bool forwarding)
 {
+    const int index = links++;
     connect(link, &Link::clientJoined, this,
-            [this, link, forwarding](int number) { join(link, number, forwarding); });
+            [this, link, index, forwarding](int number) { join(link, number, index, forwarding); });
     connect(link, &Link::clientLeft, this, [this, link](int number) { leave(link, number); });
     connect(link, &Link::received, this,
             [this, link](const QByteArray &bytes, int number) { receive(bytes, link, number); });
 }
 
-void Relay::sendHeartbeats()
+void Relay::send(const OutgoingMessage &message, int client)
+{
+    if (Client *to = findById(client))
+        write(message.toFrame(&to->sent), to);
+}
+
+void Relay::sendToAll(const OutgoingMessage &message)
 {
     for (const auto &client : clients)
-        sendHeartbeat(client.get());
+        write(message.toFrame(&client->sent), client.get());
+}
+
+void Relay::sendBytes(const QByteArray &bytes, int client)
+{
+    if (Client *to = findById(client))
+        write(bytes, to);
 }
 
 void Relay::runRound()
@@ -61,16 +82,23 @@ void Relay::runRound()
     }
 }
 
-void Relay::join(Link *link, int number, bool forwarding)
+void Relay::join(Link *link, int number, int linkIndex, bool forwarding)
 {
-    clients.push_back(std::make_unique<Client>(Client{link, number, forwarding, ForwardingBuffer(now())}));
-    sendHeartbeat(clients.back().get());
+    const int id = nextId++;
+    clients.push_back(std::make_unique<Client>(
+        Client{link, number, forwarding, id, ForwardingBuffer(now()), LinkFaults(faultSettings, id)}));
+    Q_EMIT clientJoined(id, linkIndex);
 }
 
 void Relay::leave(const Link *link, int number)
 {
-    const auto isIt = [=](const auto &client) { return client->link == link && client->number == number; };
+    const Client *client = find(link, number);
+    if (!client)
+        return;
+    const int id = client->id;
+    const auto isIt = [=](const auto &one) { return one->id == id; };
     clients.erase(std::remove_if(clients.begin(), clients.end(), isIt), clients.end());
+    Q_EMIT clientLeft(id);
 }
 
 void Relay::receive(const QByteArray &bytes, const Link *link, int number)
@@ -87,12 +115,20 @@ void Relay::receive(const QByteArray &bytes, const Link *link, int number)
             if (to.get() != from && passes(frame, *from, *to))
                 handOn(frame.bytes, to.get());
         }
+        Q_EMIT received(frame.message, from->id);
     }
 }
 
 Relay::Client *Relay::find(const Link *link, int number) const
 {
     const auto isIt = [=](const auto &client) { return client->link == link && client->number == number; };
+    const auto found = std::find_if(clients.begin(), clients.end(), isIt);
+    return found != clients.end() ? found->get() : nullptr;
+}
+
+Relay::Client *Relay::findById(int client) const
+{
+    const auto isIt = [=](const auto &one) { return one->id == client; };
     const auto found = std::find_if(clients.begin(), clients.end(), isIt);
     return found != clients.end() ? found->get() : nullptr;
 }
@@ -114,21 +150,47 @@ void Relay::handOn(const QByteArray &frame, Client *to)
 
 void Relay::sendRelayed(const QByteArray &frame, Client *to)
 {
-    if (send(frame, to))
+    if (write(frame, to))
         ++count.relayed;
 }
 
-bool Relay::send(const QByteArray &frame, Client *to)
+bool Relay::write(const QByteArray &bytes, Client *to)
 {
-    if (to->link->queuedBytesOf(to->number) + frame.size() > queueLimit) {
+    if (!faultSettings.any())
+        return writeOut(bytes, to);
+    if (!to->faults.send(bytes, sinceStart())) {
         ++count.dropped;
         return false;
     }
-    to->link->writeTo(to->number, frame);
+    return deliver(to);
+}
+
+void Relay::deliverLate()
+{
+    for (const auto &client : clients)
+        deliver(client.get());
+}
+
+bool Relay::deliver(Client *to)
+{
+    bool all = true;
+    const QVector<QByteArray> arrived = to->faults.takeArrived(sinceStart());
+    for (const QByteArray &bytes : arrived)
+        all = writeOut(bytes, to) && all;
+    return all;
+}
+
+bool Relay::writeOut(const QByteArray &bytes, Client *to)
+{
+    if (to->link->queuedBytesOf(to->number) + bytes.size() > queueLimit) {
+        ++count.dropped;
+        return false;
+    }
+    to->link->writeTo(to->number, bytes);
     return true;
 }
 
-void Relay::sendHeartbeat(Client *to)
+SimTime Relay::sinceStart() const
 {
-    send(heartbeatFrame(kind, &to->sent), to);
+    return std::chrono::duration_cast<SimTime>(now() - start);
 }

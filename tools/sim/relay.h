@@ -5,6 +5,8 @@
 #include "sim/forwardingbuffer.h"
 #include "sim/frameparser.h"
 #include "sim/heardsources.h"
+#include "sim/linkfaults.h"
+#include "sim/outbox.h"
 
 #include <QObject>
 #include <QTimer>
@@ -15,15 +17,15 @@
 
 class Link;
 
-/// The autopilot's end of its links: sends its heartbeat on each, and hands frames on from one to another,
-/// unchanged.
+/// The autopilot's end of its links: brings its messages to its clients and theirs to it, and hands frames on
+/// from one client to another, unchanged.
 ///
-/// Every client is to the autopilot a link of its own, with its own sequence numbers and with who was heard
-/// there, which is forgotten when the client leaves.
+/// Every client is to the autopilot a link of its own, with a number, its own sequence numbers and with who
+/// was heard there, which is forgotten when the client leaves.
 ///
 /// Overflow rule: a frame for a client that has queueLimit bytes to take is dropped, and counted; the other
 /// clients get it.
-class Relay : public QObject
+class Relay : public QObject, public Outbox
 {
     Q_OBJECT
 
@@ -40,37 +42,57 @@ public:
         qint64 bad = 0;     ///< Frames that came with a wrong checksum or an unknown message.
     };
 
-    explicit Relay(AutopilotKind autopilot, TimeSource timeSource = steadyTime);
+    /// The faults are those of every client's line, by our own time.
+    explicit Relay(AutopilotKind autopilot, const LinkFaults::Settings &faults = {},
+                   TimeSource timeSource = steadyTime);
     ~Relay() override;
 
     /// The link is not owned and outlives the relay. Links between which a PX4 hands on have forwarding
     /// switched on; to ArduPilot that makes no difference.
     void addLink(Link *link, bool forwarding);
 
-    /// One heartbeat to every client. A client also gets one when it joins.
-    void sendHeartbeats();
+    void send(const OutgoingMessage &message, int client) override;
+    void sendToAll(const OutgoingMessage &message) override;
+    void sendBytes(const QByteArray &bytes, int client) override;
     /// One round of a PX4's loop: sends what its forwarding buffers hold. Called every 7 ms by a timer.
     void runRound();
+    /// Brings what is late to its clients. Called every 2 ms by a timer when the lines have faults.
+    void deliverLate();
 
     const Counters &counters() const { return count; }
+
+Q_SIGNALS:
+    /// The link counts from 0 in the order in which links were added.
+    void clientJoined(int client, int link);
+    void clientLeft(int client);
+    /// A good frame, whoever it is addressed to. It has been handed on by then.
+    void received(const mavlink::mavlink_message_t &message, int client);
 
 private:
     struct Client;
 
     static ForwardingBuffer::Time steadyTime();
-    void join(Link *link, int number, bool forwarding);
+    void join(Link *link, int number, int linkIndex, bool forwarding);
     void leave(const Link *link, int number);
     void receive(const QByteArray &bytes, const Link *link, int number);
     Client *find(const Link *link, int number) const;
     bool passes(const ReceivedFrame &frame, const Client &from, const Client &to) const;
     void handOn(const QByteArray &frame, Client *to);
     void sendRelayed(const QByteArray &frame, Client *to);
-    bool send(const QByteArray &frame, Client *to);
-    void sendHeartbeat(Client *to);
+    bool write(const QByteArray &bytes, Client *to);
+    bool deliver(Client *to);
+    bool writeOut(const QByteArray &bytes, Client *to);
+    SimTime sinceStart() const;
+    Client *findById(int client) const;
 
     const AutopilotKind kind;
+    const LinkFaults::Settings faultSettings;
     const TimeSource now;
+    const ForwardingBuffer::Time start;
     std::vector<std::unique_ptr<Client>> clients;
+    int links = 0;
+    int nextId = 0;
     QTimer roundTimer;
+    QTimer lateTimer;
     Counters count;
 };

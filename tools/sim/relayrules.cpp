@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
 #include "sim/relayrules.h"
 
+#include "sim/autopilotids.h"
 #include "sim/frameparser.h"
 #include "sim/heardsources.h"
-#include "sim/heartbeat.h"
 
 #include <algorithm>
 

@@ -59,6 +59,57 @@ void Report::finished(qint64 bytes, qint64 pauses) const
                  .arg(pauses));
 }
 
+void Report::mode(const QString &name, quint32 number) const
+{
+    if (json)
+        writeJsonLine(
+            {{"event", QStringLiteral("mode")}, {"mode", name}, {"customMode", static_cast<qint64>(number)}});
+    else
+        note(QStringLiteral("mode %1").arg(name));
+}
+
+void Report::armed(bool armed) const
+{
+    if (json)
+        writeJsonLine({{"event", QStringLiteral("armed")}, {"armed", armed}});
+    else
+        note(armed ? QStringLiteral("armed") : QStringLiteral("disarmed"));
+}
+
+void Report::landed(bool landed) const
+{
+    if (json)
+        writeJsonLine({{"event", QStringLiteral("landed")}, {"landed", landed}});
+    else
+        note(landed ? QStringLiteral("landed") : QStringLiteral("in the air"));
+}
+
+void Report::status(const VehicleStatus &status) const
+{
+    if (json) {
+        writeJsonLine({{"event", QStringLiteral("status")},
+                       {"mode", status.mode},
+                       {"ready", status.ready},
+                       {"armed", status.armed},
+                       {"landed", status.landed},
+                       {"northM", status.northM},
+                       {"eastM", status.eastM},
+                       {"heightM", status.heightM},
+                       {"batteryPercent", status.batteryPercent}});
+        return;
+    }
+    note(QStringLiteral("mode %1, %2, %3, %4 m north, %5 m east, %6 m above home, battery %7 %")
+             .arg(status.mode,
+                  status.armed   ? QStringLiteral("armed")
+                  : status.ready ? QStringLiteral("disarmed")
+                                 : QStringLiteral("not ready to arm"),
+                  status.landed ? QStringLiteral("on the ground") : QStringLiteral("in the air"))
+             .arg(status.northM, 0, 'f', 1)
+             .arg(status.eastM, 0, 'f', 1)
+             .arg(status.heightM, 0, 'f', 1)
+             .arg(status.batteryPercent));
+}
+
 void Report::note(const QString &text) const
 {
     if (!quiet)

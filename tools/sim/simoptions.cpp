@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "sim/simoptions.h"
 
+#include "sim/optionvalues.h"
+
 #include <QCommandLineParser>
 
 #include <algorithm>
@@ -15,6 +17,13 @@ const QLatin1String forwardOption("forward");
 const QLatin1String speedOption("speed");
 const QLatin1String baudOption("baud");
 const QLatin1String loopOption("loop");
+const QLatin1String bootDelayOption("boot-delay");
+const QLatin1String windOption("wind");
+const QLatin1String seedOption("seed");
+const QLatin1String lossOption("loss");
+const QLatin1String corruptOption("corrupt");
+const QLatin1String latencyOption("latency");
+const QLatin1String stallOption("stall");
 const QLatin1String jsonOption("json");
 const QLatin1String quietOption("quiet");
 const QLatin1String helpOption("help");
@@ -24,11 +33,16 @@ void declare(QCommandLineParser *parser)
 {
     parser->setApplicationDescription(QStringLiteral(
         "An autopilot on one or more links: a simulated one, or a recording of one.\n\n"
-        "With --autopilot it sends a heartbeat a second and relays between its links as the real one does, "
-        "until it is\n"
-        "asked to end. Each client of a TCP link is a link of its own to it. A frame for a client that has "
-        "256 KiB to\n"
-        "take is dropped.\n\n"
+        "With --autopilot it flies a simulated vehicle with the manners of the real one and relays between "
+        "its "
+        "links,\n"
+        "until it is asked to end. Each client of a TCP link is a link of its own to it. A frame for a "
+        "client "
+        "that has\n"
+        "256 KiB to take is dropped. Lines on standard input do what an operator does: mode NAME|NUMBER, "
+        "arm, "
+        "disarm,\n"
+        "land, reboot, status, quit.\n\n"
         "A replay starts with the first client and ends the program when it is over and all clients have "
         "taken\n"
         "everything. A later client joins where the replay is. While a client has more than 256 KiB to take "
@@ -49,11 +63,32 @@ void declare(QCommandLineParser *parser)
                         "whose ADDRESS is named here; can be given several times."),
          QStringLiteral("ADDRESS")},
         {speedOption,
-         QStringLiteral("Replay N times as fast; a large N is as fast as the readers take it. Default: 1."),
+         QStringLiteral(
+             "Replay, or fly, N times as fast; a large N is as fast as the readers, or the computer, "
+             "take it. Default: 1."),
          QStringLiteral("N"), QStringLiteral("1")},
         {baudOption,
-         QStringLiteral("Bits a second, ten to a byte, of a recording without times. Default: 57600."),
+         QStringLiteral(
+             "Bits a second, ten to a byte, of a recording without times (default: 57600), or that the "
+             "autopilot believes of links that are no serial device (default: without limit)."),
          QStringLiteral("N"), QStringLiteral("57600")},
+        {bootDelayOption,
+         QStringLiteral("How long after power-up the vehicle can be armed. Default: as the real one, 42 for "
+                        "ardupilot, 5 for px4."),
+         QStringLiteral("SECONDS")},
+        {windOption, QStringLiteral("Wind in m/s, and where it comes from, with gusts. Default: none."),
+         QStringLiteral("SPEED@DEGREES")},
+        {lossOption, QStringLiteral("How likely the line loses a frame of ours, 0 to 1."),
+         QStringLiteral("P")},
+        {corruptOption, QStringLiteral("How likely it turns over a bit of one."), QStringLiteral("P")},
+        {latencyOption, QStringLiteral("How late it brings them."), QStringLiteral("MS")},
+        {stallOption,
+         QStringLiteral(
+             "Stands still for the first number of seconds, the second after the start, and then brings "
+             "everything."),
+         QStringLiteral("SECONDS@SECONDS")},
+        {seedOption, QStringLiteral("Another N gives other sensor noise and faults. Default: 1."),
+         QStringLiteral("N"), QStringLiteral("1")},
         {loopOption, QStringLiteral("Begin again at the end.")},
         {jsonOption, QStringLiteral("One JSON object a line on stdout.")},
         {quietOption, QStringLiteral("No notes on stderr, errors only.")},
@@ -87,9 +122,12 @@ QString wrongArguments(const QCommandLineParser &parser)
         return error;
     if (!parser.isSet(linkOption))
         return QStringLiteral("give a link (--link ADDRESS)");
-    for (const QLatin1String option : {speedOption, baudOption, loopOption}) {
-        if (parser.isSet(option) && !parser.isSet(replayOption))
-            return QStringLiteral("--%1 goes with --replay only").arg(option);
+    if (parser.isSet(loopOption) && !parser.isSet(replayOption))
+        return QStringLiteral("--%1 goes with --replay only").arg(loopOption);
+    for (const QLatin1String option :
+         {bootDelayOption, windOption, seedOption, lossOption, corruptOption, latencyOption, stallOption}) {
+        if (parser.isSet(option) && !parser.isSet(autopilotOption))
+            return QStringLiteral("--%1 goes with --autopilot only").arg(option);
     }
     if (parser.isSet(forwardOption) && parser.value(autopilotOption) != QLatin1String("px4"))
         return QStringLiteral("--forward goes with --autopilot px4 only");
@@ -127,6 +165,80 @@ bool parseBaud(const QString &text, SimOptions *options, QString *error)
     if (isNumber && options->baud > 0)
         return true;
     *error = QStringLiteral("--baud wants a whole number above 0, not \"%1\"").arg(text);
+    return false;
+}
+
+constexpr double longestS = 3600;
+
+/// A number from 0 to a limit; one that is not given stays as it is.
+bool parseAmount(const QCommandLineParser &parser, QLatin1String option, double limit,
+                 std::optional<double> *amount, QString *error)
+{
+    if (!parser.isSet(option))
+        return true;
+    *amount = OptionValues::amount(parser.value(option), limit);
+    if (*amount)
+        return true;
+    *error = QStringLiteral("--%1 wants a number from 0 to %2, not \"%3\"")
+                 .arg(option)
+                 .arg(limit)
+                 .arg(parser.value(option));
+    return false;
+}
+
+bool parseWind(const QCommandLineParser &parser, SimOptions *options, QString *error)
+{
+    if (!parser.isSet(windOption))
+        return true;
+    const auto wind = OptionValues::pair(parser.value(windOption), 20, 360);
+    if (wind)
+        options->wind = {wind->first, wind->second};
+    else
+        *error = QStringLiteral("--wind wants SPEED@DEGREES, up to 20 m/s and 360 degrees, not \"%1\"")
+                     .arg(parser.value(windOption));
+    return wind.has_value();
+}
+
+bool parseStall(const QCommandLineParser &parser, SimOptions *options, QString *error)
+{
+    if (!parser.isSet(stallOption))
+        return true;
+    const auto stall = OptionValues::pair(parser.value(stallOption), longestS, longestS);
+    if (stall) {
+        options->faults.stallLength = fromSeconds(stall->first);
+        options->faults.stallBegin = fromSeconds(stall->second);
+    } else {
+        *error = QStringLiteral("--stall wants SECONDS@SECONDS, each up to 3600, not \"%1\"")
+                     .arg(parser.value(stallOption));
+    }
+    return stall.has_value();
+}
+
+bool parseFaults(const QCommandLineParser &parser, SimOptions *options, QString *error)
+{
+    const double longestLatencyMs = 60'000;
+    std::optional<double> loss;
+    std::optional<double> corruption;
+    std::optional<double> latencyMs;
+    if (!parseAmount(parser, lossOption, 1, &loss, error) ||
+        !parseAmount(parser, corruptOption, 1, &corruption, error) ||
+        !parseAmount(parser, latencyOption, longestLatencyMs, &latencyMs, error) ||
+        !parseStall(parser, options, error))
+        return false;
+    options->faults.loss = loss.value_or(0);
+    options->faults.corruption = corruption.value_or(0);
+    options->faults.latency = fromSeconds(latencyMs.value_or(0) / 1000);
+    options->faults.seed = options->seed;
+    return true;
+}
+
+bool parseSeed(const QString &text, SimOptions *options, QString *error)
+{
+    bool isNumber = false;
+    options->seed = text.toUInt(&isNumber);
+    if (isNumber)
+        return true;
+    *error = QStringLiteral("--seed wants a whole number from 0, not \"%1\"").arg(text);
     return false;
 }
 
@@ -189,10 +301,13 @@ std::optional<SimOptions> SimOptions::parse(const QStringList &arguments, QStrin
     options.loop = parser.isSet(loopOption);
     options.json = parser.isSet(jsonOption);
     options.quiet = parser.isSet(quietOption);
+    options.baudGiven = parser.isSet(baudOption);
     if (!parseAutopilot(parser.values(autopilotOption), &options, error) ||
         !parseSpeed(parser.value(speedOption), &options, error) ||
         !parseBaud(parser.value(baudOption), &options, error) ||
-        !parseLinks(parser.values(linkOption), &options, error) ||
+        !parseAmount(parser, bootDelayOption, longestS, &options.bootDelayS, error) ||
+        !parseWind(parser, &options, error) || !parseSeed(parser.value(seedOption), &options, error) ||
+        !parseFaults(parser, &options, error) || !parseLinks(parser.values(linkOption), &options, error) ||
         !parseForwarding(parser.values(forwardOption), &options, error))
         return std::nullopt;
     return options;

@@ -3,6 +3,8 @@
 
 #include "common/linkaddress.h"
 #include "sim/autopilotkind.h"
+#include "sim/linkfaults.h"
+#include "sim/wind.h"
 
 #include <QStringList>
 #include <QVector>
@@ -21,6 +23,11 @@ struct SimOptions
     QStringList forwarding;     ///< PX4: addresses of links that have it on, beside the first.
     double speed = 1;           ///< Finite and above 0.
     qint32 baud = 57600;        ///< Above 0.
+    bool baudGiven = false;
+    std::optional<double> bootDelayS; ///< 0 or more.
+    Wind wind;
+    quint32 seed = 1;
+    LinkFaults::Settings faults;
     bool loop = false;
     bool json = false;
     bool quiet = false;

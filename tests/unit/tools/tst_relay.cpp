@@ -3,6 +3,7 @@
 
 #include "relayfixture.h"
 
+#include <QSignalSpy>
 #include <QtTest>
 
 #include <memory>
@@ -28,8 +29,11 @@ class TestRelay : public QObject
 
 private Q_SLOTS:
     void init();
-    void clientThatJoins_getsAHeartbeatAtOnce();
-    void heartbeats_goToEveryClient_withASequenceEach();
+    void clients_areTold_withTheirLinks();
+    void messages_goToOneOrToAll_withASequencePerClient();
+    void messageToAClientThatLeft_goesNowhere();
+    void bytes_goOutAsTheyAre();
+    void framesThatCome_areToldWithTheirClient();
     void arduPilot_handsBroadcastsToEveryOtherLinkHeard();
     void arduPilot_handsAddressedFramesToTheLinkOfTheSystem();
     void arduPilot_handsDataMessagesOn();
@@ -43,6 +47,7 @@ private Q_SLOTS:
     void px4_sendsWithTheNextRound();
     void px4_losesWhatFindsItsBufferFull();
     void px4_roundsComeByThemselves();
+    void lineWithLatency_bringsFramesLate();
 
 private:
     void start(AutopilotKind kind);
@@ -62,7 +67,7 @@ void TestRelay::init()
 
 void TestRelay::start(AutopilotKind kind)
 {
-    relay = std::make_unique<Relay>(kind, [] { return ForwardingBuffer::Time(0); });
+    relay = std::make_unique<Relay>(kind, LinkFaults::Settings(), [] { return ForwardingBuffer::Time(0); });
     relay->addLink(&hostLink, true);
     relay->addLink(&groundLink, true);
     relay->addLink(&thirdLink, false);
@@ -75,28 +80,56 @@ void TestRelay::start(AutopilotKind kind)
         link->take();
 }
 
-void TestRelay::clientThatJoins_getsAHeartbeatAtOnce()
+void TestRelay::clients_areTold_withTheirLinks()
 {
-    hostLink.join(1);
-    const QList<QByteArray> sent = hostLink.take(1);
-    QCOMPARE(sent.size(), 1);
-    QCOMPARE(systemOf(sent[0]), 1);
+    QSignalSpy joined(relay.get(), &Relay::clientJoined);
+    QSignalSpy left(relay.get(), &Relay::clientLeft);
+    groundLink.join(1);
+    hostLink.leave();
+    QCOMPARE(joined.takeFirst(), (QVariantList{3, 1}));
+    QCOMPARE(left.takeFirst(), QVariantList{0});
 }
 
-void TestRelay::heartbeats_goToEveryClient_withASequenceEach()
+void TestRelay::messages_goToOneOrToAll_withASequencePerClient()
 {
-    relay->sendHeartbeats();
-    hostLink.join(1);
-    relay->sendHeartbeats();
-    QList<int> first;
-    QList<int> second;
-    for (const QByteArray &frame : hostLink.take())
-        first.append(frame[4]);
-    for (const QByteArray &frame : hostLink.take(1))
-        second.append(frame[4]);
-    QCOMPARE(first, (QList<int>{1, 2}));
-    QCOMPARE(second, (QList<int>{0, 1}));
-    QCOMPARE(thirdLink.take().size(), 2);
+    const OutgoingMessage message = OutgoingMessage::from(mavlink::minimal::msg::HEARTBEAT{});
+    relay->send(message, 0);
+    relay->sendToAll(message);
+    QList<int> sequence;
+    const QList<QByteArray> sent = hostLink.take();
+    for (const QByteArray &frame : sent) {
+        QCOMPARE(systemOf(frame), 1);
+        sequence.append(frame[4]);
+    }
+    QCOMPARE(sequence, (QList<int>{0, 1}));
+    const QList<QByteArray> third = thirdLink.take();
+    QCOMPARE(third.size(), 1);
+    QCOMPARE(int(third[0][4]), 0);
+}
+
+void TestRelay::messageToAClientThatLeft_goesNowhere()
+{
+    hostLink.leave();
+    relay->send(OutgoingMessage::from(mavlink::minimal::msg::HEARTBEAT{}), 0);
+    relay->sendBytes("0 ", 0);
+    QVERIFY(hostLink.take().isEmpty());
+}
+
+void TestRelay::bytes_goOutAsTheyAre()
+{
+    relay->sendBytes("0 0 0 ", 2);
+    QCOMPARE(thirdLink.take(), QList<QByteArray>{"0 0 0 "});
+}
+
+void TestRelay::framesThatCome_areToldWithTheirClient()
+{
+    QList<QPair<int, int>> received;
+    connect(relay.get(), &Relay::received, this, [&](const mavlink::mavlink_message_t &message, int client) {
+        received.append({message.sysid, client});
+    });
+    hostLink.receive(Frames::extension(host, 1));
+    groundLink.receive(Frames::heartbeat(ground));
+    QCOMPARE(received, (QList<QPair<int, int>>{{2, 0}, {255, 1}}));
 }
 
 void TestRelay::arduPilot_handsBroadcastsToEveryOtherLinkHeard()
@@ -233,6 +266,24 @@ void TestRelay::px4_roundsComeByThemselves()
     hostLink.receive(Frames::extension(host, 0));
     const qint64 relayedBefore = relay->counters().relayed;
     QTRY_COMPARE_WITH_TIMEOUT(relay->counters().relayed, relayedBefore + 1, 60'000);
+}
+
+void TestRelay::lineWithLatency_bringsFramesLate()
+{
+    LinkFaults::Settings faults;
+    faults.latency = 20ms;
+    ForwardingBuffer::Time now{0};
+    Relay late(AutopilotKind::ArduPilot, faults, [&now] { return now; });
+    FakeLink link;
+    late.addLink(&link, true);
+    link.join();
+    late.sendToAll(OutgoingMessage::from(mavlink::minimal::msg::HEARTBEAT{}));
+    now = 19ms;
+    late.deliverLate();
+    QVERIFY(link.take().isEmpty());
+    now = 20ms;
+    late.deliverLate();
+    QCOMPARE(link.take().size(), 1);
 }
 
 QTEST_GUILESS_MAIN(TestRelay)

@@ -11,6 +11,8 @@ private Q_SLOTS:
     void fewestArguments_leaveTheDefaults();
     void allArguments_areTaken();
     void autopilot_isTaken_withForwardingOnTheFirstLink();
+    void vehicleOptions_areTaken();
+    void faults_areTaken();
     void forward_addsTheLinksItNames();
     void help_andVersion_needNothingElse();
     void wrongArguments_areRefused_data();
@@ -68,6 +70,46 @@ void TestSimOptions::autopilot_isTaken_withForwardingOnTheFirstLink()
     QVERIFY(!px4->isForwarding(1));
 }
 
+void TestSimOptions::vehicleOptions_areTaken()
+{
+    QString error;
+    const auto plain = parse(QStringLiteral("--autopilot px4 --link pty:a"), &error);
+    QVERIFY(plain && !plain->bootDelayS && !plain->baudGiven);
+    QCOMPARE(plain->wind.speedMps, 0.0);
+    QCOMPARE(plain->seed, 1U);
+    const auto all =
+        parse(QStringLiteral("--autopilot px4 --link pty:a --speed 10 --baud 57600 --boot-delay 0.5"
+                             " --wind 4.5@270 --seed 7"),
+              &error);
+    QVERIFY2(all, qPrintable(error));
+    QCOMPARE(all->speed, 10.0);
+    QVERIFY(all->baudGiven);
+    QCOMPARE(all->baud, 57600);
+    QCOMPARE(*all->bootDelayS, 0.5);
+    QCOMPARE(all->wind.speedMps, 4.5);
+    QCOMPARE(all->wind.fromDeg, 270.0);
+    QCOMPARE(all->seed, 7U);
+    QVERIFY(!all->faults.any());
+}
+
+void TestSimOptions::faults_areTaken()
+{
+    QString error;
+    const auto options =
+        parse(QStringLiteral("--autopilot px4 --link pty:a --loss 0.1 --corrupt 0.02 --latency 150"
+                             " --stall 2.5@10 --seed 9"),
+              &error);
+    QVERIFY2(options, qPrintable(error));
+    const LinkFaults::Settings &faults = options->faults;
+    QVERIFY(faults.any());
+    QCOMPARE(faults.loss, 0.1);
+    QCOMPARE(faults.corruption, 0.02);
+    QCOMPARE(faults.latency, SimTime(150'000));
+    QCOMPARE(faults.stallBegin, SimTime(10'000'000));
+    QCOMPARE(faults.stallLength, SimTime(2'500'000));
+    QCOMPARE(faults.seed, 9U);
+}
+
 void TestSimOptions::forward_addsTheLinksItNames()
 {
     QString error;
@@ -118,8 +160,22 @@ void TestSimOptions::wrongArguments_areRefused_data()
     QTest::newRow("unknown autopilot") << "--autopilot px5 --link pty:a"
                                        << "\"px5\"";
     QTest::newRow("two autopilots") << px4 + QStringLiteral("--autopilot ardupilot") << "one autopilot";
-    QTest::newRow("speed of an autopilot") << px4 + QStringLiteral("--speed 2") << "--speed";
-    QTest::newRow("baud of an autopilot") << px4 + QStringLiteral("--baud 9600") << "--baud";
+    QTest::newRow("boot delay of a recording") << good + QStringLiteral("--boot-delay 3") << "--boot-delay";
+    QTest::newRow("wind of a recording") << good + QStringLiteral("--wind 3@90") << "--wind";
+    QTest::newRow("seed of a recording") << good + QStringLiteral("--seed 3") << "--seed";
+    QTest::newRow("boot delay below 0") << px4 + QStringLiteral("--boot-delay=-1") << "\"-1\"";
+    QTest::newRow("boot delay no number") << px4 + QStringLiteral("--boot-delay nan") << "\"nan\"";
+    QTest::newRow("boot delay of days") << px4 + QStringLiteral("--boot-delay 1e6") << "\"1e6\"";
+    QTest::newRow("wind without direction") << px4 + QStringLiteral("--wind 3") << "\"3\"";
+    QTest::newRow("wind of a storm") << px4 + QStringLiteral("--wind 30@0") << "\"30@0\"";
+    QTest::newRow("wind from nowhere") << px4 + QStringLiteral("--wind 3@361") << "\"3@361\"";
+    QTest::newRow("loss above 1") << px4 + QStringLiteral("--loss 1.5") << "\"1.5\"";
+    QTest::newRow("corruption no number") << px4 + QStringLiteral("--corrupt nan") << "\"nan\"";
+    QTest::newRow("latency below 0") << px4 + QStringLiteral("--latency=-5") << "\"-5\"";
+    QTest::newRow("stall without a begin") << px4 + QStringLiteral("--stall 5") << "\"5\"";
+    QTest::newRow("stall no numbers") << px4 + QStringLiteral("--stall nan@inf") << "\"nan@inf\"";
+    QTest::newRow("loss of a recording") << good + QStringLiteral("--loss 0.1") << "--loss";
+    QTest::newRow("seed below 0") << px4 + QStringLiteral("--seed=-1") << "\"-1\"";
     QTest::newRow("loop of an autopilot") << px4 + QStringLiteral("--loop") << "--loop";
     QTest::newRow("forwarding of another link") << px4 + QStringLiteral("--forward pty:b") << "pty:b";
     QTest::newRow("forwarding of no address") << px4 + QStringLiteral("--forward b") << "no address";
