@@ -113,7 +113,7 @@ def test_ardupilot_flies_a_square(fly, kind):
     assert 2.5 < max(speeds) < 4
     flight.sim.write_line("mode land")
     host.wait_for("daqEnabled", lambda enabled: not enabled)
-    assert host.values("virtualStick.statusChanged")[-1]["armed"] is False
+    host.wait_for("virtualStick.statusChanged", lambda status: not status["armed"])
 
 
 def test_host_that_is_interrupted_leaves_the_vehicle_in_a_hover(fly):

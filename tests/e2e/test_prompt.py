@@ -45,9 +45,9 @@ class Terminal:
         deadline = time.monotonic() + TIMEOUT
         while text not in self.written:
             left = deadline - time.monotonic()
-            assert left > 0 and select.select([self.master], [], [], left)[0], (
-                f"no '{text}': {self.written!r}"
-            )
+            assert (
+                left > 0 and select.select([self.master], [], [], left)[0]
+            ), f"no '{text}': {self.written!r}"
             self.written += os.read(self.master, 65536).decode(errors="replace")
         self.written = self.written.split(text, 1)[1]
 
