@@ -1,6 +1,6 @@
 # SPDX-License-Identifier: MIT
 """Velocities at 50 Hz on a healthy link: none is lost. NOFLAILSTEN_SETPOINT_SECONDS=600 makes it the
-endurance run, in which the rate is held too; -s shows the latency from the call to the far end of the wire."""
+endurance run, in which the rate is held too; -s shows the latency from call to far end of the wire."""
 
 import os
 import socket

@@ -539,6 +539,26 @@ def test_operator_flies_too(sims: Sims):
     companion.until_heartbeat(lambda beat: not beat.base_mode & ARMED)
 
 
+def test_operator_makes_the_line_worse_and_better(sims: Sims):
+    companion = Companion(sims.start("px4", speed=1))
+    companion.wait(1)
+    assert 1 in steps(companion) and len(steps(companion)) == 1
+    companion.sim.process.write_line("fault loss 0.5")
+    while len(steps(companion)) == 1:
+        companion.take()
+    companion.sim.process.write_line("fault none")
+    companion.wait(1)
+    healed = len(companion.log.messages)
+    companion.wait(1)
+    assert steps(companion, healed) == {1}
+
+
+def steps(companion: Companion, first: int = 0) -> set[int]:
+    """Between the sequence numbers of neighbours."""
+    sequence = [frame_of(message)[4] for _, message in companion.log.messages[first:]]
+    return {(later - earlier) % 256 for earlier, later in zip(sequence, sequence[1:], strict=False)}
+
+
 def test_operator_is_answered_in_one_line(sims: Sims):
     sim = sims.start("ardupilot")
     for line in ("fly", "mode", "mode nonsense", "arm now"):

@@ -36,6 +36,7 @@ AutopilotSession::AutopilotSession(const SimOptions &wanted)
     connect(&second, &QTimer::timeout, this, &AutopilotSession::reportLosses);
     connect(&lines, &OperatorLines::lineRead, this, &AutopilotSession::onLine);
     connect(&prompt, &OperatorPrompt::quit, this, &AutopilotSession::quit);
+    connect(&prompt, &OperatorPrompt::faultAsked, this, &AutopilotSession::changeFaults);
     connectAutopilot();
 }
 
@@ -61,6 +62,25 @@ bool AutopilotSession::open()
     tick.start();
     second.start();
     return true;
+}
+
+void AutopilotSession::changeFaults(const QString &kind, double amount)
+{
+    const double msPerSecond = 1000;
+    LinkFaults::Settings faults = relay.faults();
+    if (kind == QLatin1String("stall")) {
+        relay.stall(fromSeconds(amount));
+        return;
+    }
+    if (kind == QLatin1String("none"))
+        faults = {};
+    else if (kind == QLatin1String("loss"))
+        faults.loss = amount;
+    else if (kind == QLatin1String("corrupt"))
+        faults.corruption = amount;
+    else
+        faults.latency = fromSeconds(amount / msPerSecond);
+    relay.setFaults(faults);
 }
 
 void AutopilotSession::reportEnd() const

@@ -38,6 +38,7 @@ private:
     void moveOn();
     void onLine(const QString &line);
     void reportLosses();
+    void changeFaults(const QString &kind, double amount);
 
     const SimOptions options;
     const Report report;

@@ -34,6 +34,11 @@ public:
     /// Clients with different numbers have different trouble.
     LinkFaults(const Settings &settings, int client);
 
+    /// Other trouble from now on, for the frames that have not set out yet.
+    void change(const Settings &wanted) { settings = wanted; }
+    /// No trouble, and nothing on the way.
+    bool isIdle() const { return !settings.any() && onTheWay.isEmpty(); }
+
     static constexpr int queueLimit = 50'000;
 
     /// A frame sets out. False when it is dropped because too many are on the way.
@@ -51,7 +56,7 @@ private:
     bool happens(double chance);
     SimTime arrival(SimTime now) const;
 
-    const Settings settings;
+    Settings settings;
     std::mt19937 generator;
     QQueue<Frame> onTheWay;
 };

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "sim/operatorprompt.h"
 
+#include <QHash>
 #include <QStringList>
 
 OperatorPrompt::OperatorPrompt(SimulatedAutopilot *what, const Report &to)
@@ -15,6 +16,8 @@ QString OperatorPrompt::obey(const QString &line)
         return {};
     if (words[0] == QLatin1String("mode"))
         return words.size() == 2 ? obeyMode(words[1]) : QStringLiteral("mode wants one name or number");
+    if (words[0] == QLatin1String("fault"))
+        return obeyFault(words.mid(1));
     return words.size() == 1 ? obeyWord(words[0]) : QStringLiteral("%1 takes no argument").arg(words[0]);
 }
 
@@ -26,6 +29,22 @@ QString OperatorPrompt::obeyMode(const QString &name)
         return QStringLiteral("no mode \"%1\"; there are %2").arg(name, manner.modes().names());
     const QString refusal = manner.setMode(*mode);
     return refusal.isEmpty() ? QString() : QStringLiteral("mode %1 refused: %2").arg(name, refusal);
+}
+
+QString OperatorPrompt::obeyFault(const QStringList &words)
+{
+    const QString kind = words.value(0);
+    const QHash<QString, double> most{{QStringLiteral("loss"), 1},
+                                      {QStringLiteral("corrupt"), 1},
+                                      {QStringLiteral("latency"), 60000},
+                                      {QStringLiteral("stall"), 3600}};
+    bool isNumber = kind == QLatin1String("none") && words.size() == 1;
+    const double amount = isNumber ? 0 : words.value(1).toDouble(&isNumber);
+    const bool inRange = amount >= 0 && amount <= most.value(kind, 0);
+    if (!isNumber || !inRange || words.size() > 2 || !(most.contains(kind) || kind == QLatin1String("none")))
+        return QStringLiteral("fault wants loss P, corrupt P, latency MS, stall SECONDS or none");
+    Q_EMIT faultAsked(kind, amount);
+    return {};
 }
 
 QString OperatorPrompt::obeyWord(const QString &word)
@@ -44,7 +63,8 @@ QString OperatorPrompt::obeyWord(const QString &word)
     else if (word == QLatin1String("quit"))
         Q_EMIT quit();
     else
-        return QStringLiteral("no command \"%1\"; there are mode, arm, disarm, land, reboot, status, quit")
+        return QStringLiteral(
+                   "no command \"%1\"; there are mode, arm, disarm, land, reboot, fault, status, quit")
             .arg(word);
     return refusal.isEmpty() ? QString() : QStringLiteral("%1 refused: %2").arg(word, refusal);
 }

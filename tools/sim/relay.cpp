@@ -22,15 +22,13 @@ struct Relay::Client
 
 Relay::Relay(AutopilotKind autopilot, const LinkFaults::Settings &faults, TimeSource timeSource)
     : kind(autopilot)
-    , faultSettings(faults)
     , now(std::move(timeSource))
     , start(now())
 {
     lateTimer.setInterval(std::chrono::milliseconds(2));
     lateTimer.setTimerType(Qt::PreciseTimer);
     connect(&lateTimer, &QTimer::timeout, this, &Relay::deliverLate);
-    if (faultSettings.any())
-        lateTimer.start();
+    setFaults(faults);
     roundTimer.setInterval(ForwardingBuffer::roundPeriod);
     roundTimer.setTimerType(Qt::PreciseTimer);
     connect(&roundTimer, &QTimer::timeout, this, &Relay::runRound);
@@ -39,6 +37,23 @@ Relay::Relay(AutopilotKind autopilot, const LinkFaults::Settings &faults, TimeSo
 }
 
 Relay::~Relay() = default;
+
+void Relay::setFaults(const LinkFaults::Settings &faults)
+{
+    faultSettings = faults;
+    for (const auto &client : clients)
+        client->faults.change(faults);
+    if (faultSettings.any())
+        lateTimer.start(); // for good: something may be on its way when the trouble is over
+}
+
+void Relay::stall(SimTime length)
+{
+    LinkFaults::Settings faults = faultSettings;
+    faults.stallBegin = sinceStart();
+    faults.stallLength = length;
+    setFaults(faults);
+}
 
 ForwardingBuffer::Time Relay::steadyTime()
 {
@@ -156,7 +171,7 @@ void Relay::sendRelayed(const QByteArray &frame, Client *to)
 
 bool Relay::write(const QByteArray &bytes, Client *to)
 {
-    if (!faultSettings.any())
+    if (to->faults.isIdle())
         return writeOut(bytes, to);
     if (!to->faults.send(bytes, sinceStart())) {
         ++count.dropped;

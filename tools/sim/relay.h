@@ -56,6 +56,12 @@ public:
     void sendBytes(const QByteArray &bytes, int client) override;
     /// One round of a PX4's loop: sends what its forwarding buffers hold. Called every 7 ms by a timer.
     void runRound();
+    const LinkFaults::Settings &faults() const { return faultSettings; }
+    /// The faults of every client's line from now on.
+    void setFaults(const LinkFaults::Settings &faults);
+    /// The lines stand still from now on.
+    void stall(SimTime length);
+
     /// Brings what is late to its clients. Called every 2 ms by a timer when the lines have faults.
     void deliverLate();
 
@@ -86,7 +92,7 @@ private:
     Client *findById(int client) const;
 
     const AutopilotKind kind;
-    const LinkFaults::Settings faultSettings;
+    LinkFaults::Settings faultSettings;
     const TimeSource now;
     const ForwardingBuffer::Time start;
     std::vector<std::unique_ptr<Client>> clients;

@@ -16,6 +16,8 @@ private Q_SLOTS:
     void armLandDisarm_doSo();
     void reboot_startsAnew();
     void quit_isTold();
+    void faults_areTold_data();
+    void faults_areTold();
     void emptyLine_doesNothing();
     void wrongLines_areAnswered_data();
     void wrongLines_areAnswered();
@@ -67,6 +69,33 @@ void TestOperatorPrompt::quit_isTold()
     QCOMPARE(quit.size(), 1);
 }
 
+void TestOperatorPrompt::faults_areTold_data()
+{
+    QTest::addColumn<QString>("line");
+    QTest::addColumn<QString>("kind");
+    QTest::addColumn<double>("amount");
+    QTest::newRow("loss") << "fault loss 0.5"
+                          << "loss" << 0.5;
+    QTest::newRow("corruption") << "fault corrupt 1"
+                                << "corrupt" << 1.0;
+    QTest::newRow("latency") << "fault latency 250"
+                             << "latency" << 250.0;
+    QTest::newRow("stall") << "fault stall 2.5"
+                           << "stall" << 2.5;
+    QTest::newRow("none") << "fault none"
+                          << "none" << 0.0;
+}
+
+void TestOperatorPrompt::faults_areTold()
+{
+    QFETCH(QString, line);
+    QSignalSpy asked(prompt.get(), &OperatorPrompt::faultAsked);
+    QCOMPARE(prompt->obey(line), QString());
+    QCOMPARE(asked.size(), 1);
+    QTEST(asked.first().at(0).toString(), "kind");
+    QTEST(asked.first().at(1).toDouble(), "amount");
+}
+
 void TestOperatorPrompt::emptyLine_doesNothing()
 {
     QCOMPARE(prompt->obey(QStringLiteral("  ")), QString());
@@ -86,6 +115,9 @@ void TestOperatorPrompt::wrongLines_areAnswered_data()
                                   << "offboard";
     QTest::newRow("unknown number") << "mode 99"
                                     << "99";
+    for (const char *fault : {"fault", "fault loss", "fault loss 2", "fault loss x", "fault none 1",
+                              "fault latency -1", "fault stall nan", "fault magic 1", "fault loss 1 1"})
+        QTest::newRow(fault) << fault << "fault wants";
     QTest::newRow("argument too many") << "arm now"
                                        << "no argument";
 }
