@@ -3,6 +3,7 @@
 
 import math
 import os
+import re
 import signal
 import subprocess
 import sys
@@ -32,13 +33,13 @@ text the square is flown
 class Flight:
     """A simulated vehicle with its operator, and a host on its first link."""
 
-    def __init__(self, bin_dir: Path, folder: Path, kind: str, autopilot: str):
+    def __init__(self, bin_dir: Path, folder: Path, kind: str, autopilot: str, speed: int = SPEED):
         self.bin_dir = bin_dir
         self.folder = folder
         self.processes: list[JsonProcess] = []
         link = "tcp:127.0.0.1:0" if kind == "tcp" else f"pty:{folder / 'host-port'}"
         links = ["--link", link, "--link", "tcp:127.0.0.1:0"]
-        boot = ["--autopilot", autopilot, "--boot-delay", "5", "--speed", SPEED]
+        boot = ["--autopilot", autopilot, "--boot-delay", "5", "--speed", speed]
         self.sim = self.start("noflailsten-sim", *boot, *links)
         self.addresses = [self.sim.wait_for_event("listening")["address"] for _ in range(2)]
 
@@ -49,7 +50,7 @@ class Flight:
         return process
 
     def start_host(self, *arguments) -> JsonProcess:
-        """When the vehicle has its fix: the stick's origin is the first position it hears."""
+        """It hears positions seconds later, when the vehicle has its fix: the first is the stick's origin."""
         if self.addresses[0].startswith("tcp"):
             _, device, parameter = self.addresses[0].split(":")
             kind = "TCP"
@@ -82,8 +83,8 @@ class Flight:
 def fly(bin_dir, tmp_path):
     flights = []
 
-    def fly(kind: str, autopilot: str) -> Flight:
-        flights.append(Flight(bin_dir, tmp_path, kind, autopilot))
+    def fly(kind: str, autopilot: str, speed: int = SPEED) -> Flight:
+        flights.append(Flight(bin_dir, tmp_path, kind, autopilot, speed))
         return flights[-1]
 
     yield fly
@@ -124,15 +125,15 @@ def test_host_that_is_interrupted_leaves_the_vehicle_in_a_hover(fly):
     host.wait_for("velocity", lambda speed: speed > 4)
     host.ask_to_end(signal.SIGINT)
     assert host.wait_for_end() == 0
+    assert [record for record in host.records if record.get("event") == "hover"]
     again = flight.start_host()
-    again.write_line("")
     again.wait_for("velocity", lambda speed: speed < 0.5)
     assert again.values("virtualStick.statusChanged")[-1]["armed"] is True
 
 
 @pytest.mark.parametrize("kind", ["tcp", "pty"])
 def test_px4_refuses_the_mode_and_flies_when_the_operator_switches(fly, kind):
-    flight = fly(kind, "px4")
+    flight = fly(kind, "px4", speed=2)  # off-board is lost 1 s after the last velocity
     host = flight.start_host("--script", "-")
     host.wait_for("timeIsSet")
     flight.play(host, "subscribe\ncontrol\narm 60\ntakeoff")
@@ -179,6 +180,8 @@ def test_mavproxy_sees_the_flight(fly):
 def wait_for_all(said: Lines, *texts: str) -> None:
     missing = set(texts)
     while missing:
-        line = said.wait_for(lambda line, texts=frozenset(missing): any(text in line for text in texts), 60)
+        line = said.wait_for(
+            lambda line, texts=frozenset(missing): any(re.search(rf"\b{text}\b", line) for text in texts), 60
+        )
         assert line, f"no {missing} in:\n" + "\n".join(said.snapshot()[-20:])
-        missing -= {text for text in missing if text in line}
+        missing -= {text for text in missing if re.search(rf"\b{text}\b", line)}

@@ -118,7 +118,7 @@ def test_subscribe_asks_a_px4_for_five_messages(host, autopilot):
     assert {r.command for r in requests} == {511}
 
 
-@pytest.mark.parametrize("how", [signal.SIGINT, signal.SIGTERM])
+@pytest.mark.parametrize("how", [signal.SIGINT, signal.SIGTERM, signal.SIGHUP])
 def test_host_that_is_interrupted_in_flight_stops_the_vehicle(host, autopilot, how):
     detect(host, autopilot, base_mode=ARMED | GUIDED)
     host.write_line("velocity 3 0 0 0 60")
@@ -128,6 +128,17 @@ def test_host_that_is_interrupted_in_flight_stops_the_vehicle(host, autopilot, h
     assert fields(stop) == {"target_system": 1, "coordinate_frame": 1, "type_mask": 1991}
     autopilot.link.close()
     assert host.wait_for_end() == 0
+
+
+def test_link_that_is_lost_in_flight_ends_the_script(host, autopilot):
+    detect(host, autopilot, base_mode=ARMED | GUIDED)
+    host.write_line("velocity 3 0 0 0 60")
+    autopilot.receive("SET_POSITION_TARGET_LOCAL_NED", lambda m: m.vx == 3)
+    autopilot.link.interrupt()
+    autopilot.link.close()
+    assert host.wait_for_end() == 5
+    assert "noflailsten-host: script line 1: the link is not open" in host.log_lines
+    assert not [record for record in host.records if record.get("event") == "hover"]
 
 
 def test_host_that_has_not_flown_stops_nothing(host, autopilot):

@@ -120,6 +120,16 @@ def test_interrupt_ends_the_host(start):
     assert termios.tcgetattr(terminal.slave) == terminal.before
 
 
+def test_command_ends_the_one_that_still_runs(start):
+    terminal = start("--quiet")
+    terminal.type("wait 600\r")
+    terminal.type("set MAV SYSTEM_ID 9\r")
+    terminal.wait_for("MAV/SYSTEM_ID=9")
+    terminal.type("wait 600\r")
+    terminal.type("quit\r")
+    assert terminal.wait_for_end() == 0
+
+
 def test_mistake_is_told_and_the_prompt_goes_on(start):
     terminal = start("--quiet")
     terminal.type("dance\r")

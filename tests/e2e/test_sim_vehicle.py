@@ -19,10 +19,10 @@ from recording_figures import recorded_bytes
 from relaylinks import AUTOPILOT, GROUND, HOST, RelaySim, Station, TcpTransport, frame_of, source_of
 
 SPEED = 10
-FAST = 15
+FAST = 6
 # Off-board mode is lost when set-points fail to come for a second of the vehicle's: that has to be long
 # enough for a machine that keeps us waiting.
-SLOW = 4
+SLOW = 2
 GUIDED, LAND = 4, 9
 OFF_BOARD, LOITER, TAKING_OFF, RETURNING = 393216, 50593792, 33816576, 84148224
 ARMED = 128
@@ -375,7 +375,7 @@ def test_arducopter_refuses_what_the_real_one_refuses(sims: Sims):
 
 
 def test_arducopter_holds_a_velocity_for_three_seconds(sims: Sims):
-    companion = Companion(sims.start("ardupilot", "--boot-delay", "1"))
+    companion = Companion(sims.start("ardupilot", "--boot-delay", "1", speed=4))
     companion.request_streams(50)
     companion.set_mode(GUIDED)
     companion.arm_when_ready()
@@ -623,12 +623,14 @@ def test_corrupting_line_damages_frames(sims: Sims):
 
 
 def test_stalled_line_brings_everything_afterwards(sims: Sims):
-    companion = Companion(sims.start("px4", "--stall", "1@1.5", speed=1))
+    companion = Companion(sims.start("px4", speed=1))
+    companion.wait(1)
+    companion.sim.process.write_line("fault stall 1")
+    begin = companion.log.now
     arrivals = []
-    while not arrivals or companion.log.now < 3:
+    while companion.log.now < begin + 3:
         companion.take()
         arrivals.append(time.monotonic())
     pause = max(later - earlier for earlier, later in zip(arrivals, arrivals[1:], strict=False))
     assert 0.7 < pause < 5
-    sequence = [frame_of(message)[4] for _, message in companion.log.messages]
-    assert all((later - earlier) % 256 == 1 for earlier, later in zip(sequence, sequence[1:], strict=False))
+    assert steps(companion) == {1}

@@ -34,6 +34,10 @@ void install(void (*handler)(int))
     sigemptyset(&action.sa_mask);
     ::sigaction(SIGINT, &action, nullptr);
     ::sigaction(SIGTERM, &action, nullptr);
+    struct sigaction hangUp = {};
+    ::sigaction(SIGHUP, nullptr, &hangUp);
+    if (hangUp.sa_handler != SIG_IGN) // as under nohup
+        ::sigaction(SIGHUP, &action, nullptr);
 }
 
 } // namespace

@@ -158,7 +158,7 @@ void Host::tapSignals()
         tap.watch(communicator, ICommunicator::staticMetaObject, QStringLiteral("communicator."));
     if (IVirtualStick *stick = plugin->virtualStick())
         tap.watch(stick, IVirtualStick::staticMetaObject, QStringLiteral("virtualStick."));
-    script.setStick(plugin->virtualStick());
+    script.setStick(plugin->virtualStick(), [this] { return link->isOpen(); });
     connect(plugin, &IAutopilotPlugin::dataReceived, groundPayloads.get(), &GroundPayloads::forward);
 }
 

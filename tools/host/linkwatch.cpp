@@ -24,8 +24,8 @@ LinkWatch::LinkWatch(IAutopilotPlugin *watched, std::function<bool()> lookForDev
 void LinkWatch::begin()
 {
     pause = periods.firstPause;
+    connection = plugin->findChild<IConnection *>(QString(), Qt::FindDirectChildrenOnly);
     if (reconnecting) {
-        connection = plugin->findChild<IConnection *>(QString(), Qt::FindDirectChildrenOnly);
         // Queued, as it can come from inside a send.
         if (connection)
             connect(connection.data(), &IConnection::disconnected, this, &LinkWatch::onDisconnected,
@@ -33,6 +33,11 @@ void LinkWatch::begin()
         lookTimer.start(periods.look);
     }
     start();
+}
+
+bool LinkWatch::isOpen() const
+{
+    return connection ? connection->isOpened() : plugin->isStarted();
 }
 
 void LinkWatch::end()

@@ -43,6 +43,8 @@ public:
     void begin();
     /// Stops watching, and the plugin. Blocks for up to a second on a healthy TCP connection.
     void end();
+    /// Of a plugin that has no IConnection among its children: whether it is started.
+    bool isOpen() const;
     /// To be called, from outside the plugin's own calls, with each autopilotStatus.
     void onAutopilotStatus(quint8 status);
 

@@ -71,7 +71,7 @@ void LiveView::showSignal(const QString &name, const QCborValue &value)
 {
     if (name == QLatin1String("communicator.receivedData"))
         screen.scroll(QString(QLatin1String("from the ground: ") + ValueWords::payload(value)).toUtf8());
-    if (name == QLatin1String("virtualStick.localPositionChanged"))
+    if (name == QLatin1String("virtualStick.localPositionChanged") && table.hasOrigin())
         track.add(value.toMap().value(QLatin1String("x")).toDouble(qQNaN()),
                   value.toMap().value(QLatin1String("y")).toDouble(qQNaN()));
     if (name != QLatin1String("textToGround"))

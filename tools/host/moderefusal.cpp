@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "host/moderefusal.h"
 
+#include "app/app.h"
 #include "autopilot/mavautopilot.h"
 #include "host/detectedautopilot.h"
 #include "navigation/mavstickadapter.h"
@@ -33,7 +34,10 @@ void ModeRefusal::onMessage(const mavlink::mavlink_message_t &message)
     mavlink::MsgMap map(&message);
     acknowledgement.deserialize(map);
     const auto setMode = static_cast<quint16>(mavlink::ardupilotmega::MAV_CMD::DO_SET_MODE);
-    if (acknowledgement.command != setMode || acknowledgement.result == 0)
+    // A PX4 that says whom it answers may be answering somebody else.
+    const uint ours = runningApp()->settings()->value(QStringLiteral("MAV/SYSTEM_ID"), 2).toUInt();
+    const bool isForUs = acknowledgement.target_system == 0 || acknowledgement.target_system == ours;
+    if (acknowledgement.command != setMode || acknowledgement.result == 0 || !isForUs)
         return;
     told = true;
     Q_EMIT hint(

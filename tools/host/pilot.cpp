@@ -6,6 +6,8 @@
 
 #include <QCborMap>
 
+#include <utility>
+
 using Kind = ScriptCommand::Kind;
 
 namespace {
@@ -28,9 +30,17 @@ Pilot::Pilot(const LatestValues *seen, QObject *parent)
     connect(values, &LatestValues::stored, this, &Pilot::onStored);
 }
 
-void Pilot::setStick(IVirtualStick *virtualStick)
+void Pilot::setStick(IVirtualStick *virtualStick, std::function<bool()> linkOpen)
 {
     stick = virtualStick;
+    isLinkOpen = std::move(linkOpen);
+}
+
+QString Pilot::obstacle() const
+{
+    if (!stick)
+        return QStringLiteral("the plugin has no virtual stick");
+    return isLinkOpen() ? QString() : QStringLiteral("the link is not open");
 }
 
 bool Pilot::flies(Kind kind)
@@ -43,10 +53,11 @@ void Pilot::run(const ScriptCommand &wanted)
 {
     current = wanted;
     ending = false;
-    if (stick)
+    const QString complaint = obstacle();
+    if (complaint.isEmpty())
         command();
     else
-        finishSoon(QStringLiteral("the plugin has no virtual stick"));
+        finishSoon(complaint);
 }
 
 void Pilot::command()
@@ -86,6 +97,8 @@ void Pilot::keepUpVelocity()
 {
     commanded = true;
     repeat();
+    if (ending)
+        return;
     if (current.time.count() == 0) {
         finishSoon();
         return;
@@ -96,8 +109,9 @@ void Pilot::keepUpVelocity()
 
 void Pilot::repeat()
 {
-    if (!stick)
-        finishSoon(QStringLiteral("the plugin has no virtual stick"));
+    const QString complaint = obstacle();
+    if (!complaint.isEmpty())
+        finishSoon(complaint);
     else if (current.kind == Kind::Arm)
         stick->arm();
     else
@@ -140,9 +154,10 @@ void Pilot::cancel()
 
 bool Pilot::hover()
 {
-    if (!stick || !commanded || !isArmed())
+    if (!obstacle().isEmpty() || !commanded || !isArmed())
         return false;
-    stick->setVelocity({}, 0);
+    for (int i = 0; i < 3; ++i) // nothing acknowledges it
+        stick->setVelocity({}, 0);
     return true;
 }
 

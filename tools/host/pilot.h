@@ -7,6 +7,8 @@
 #include <QPointer>
 #include <QTimer>
 
+#include <functional>
+
 class IVirtualStick;
 class LatestValues;
 
@@ -20,8 +22,8 @@ public:
     /// @param values where the vehicle's status is seen; must outlive this object.
     explicit Pilot(const LatestValues *values, QObject *parent = nullptr);
 
-    /// Without a stick every command fails.
-    void setStick(IVirtualStick *stick);
+    /// Without a stick, or when the link is not open, every command fails.
+    void setStick(IVirtualStick *stick, std::function<bool()> isLinkOpen);
     static bool flies(ScriptCommand::Kind kind);
 
     /// Not to be called before the command before is done.
@@ -38,6 +40,7 @@ Q_SIGNALS:
     void failed(const QString &why);
 
 private:
+    QString obstacle() const;
     void command();
     void arm();
     void keepUpVelocity();
@@ -49,6 +52,7 @@ private:
 
     const LatestValues *values;
     QPointer<IVirtualStick> stick;
+    std::function<bool()> isLinkOpen;
     ScriptCommand current;
     QTimer repetition; // of arm and velocity
     QTimer deadline;   // then the command ends

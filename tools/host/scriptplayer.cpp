@@ -9,7 +9,10 @@ ScriptPlayer::ScriptPlayer(LatestValues *values, const QStringList &knownSignals
     , parser(knownSignals)
     , runner(values)
 {
-    connect(&runner, &ScriptRunner::done, this, &ScriptPlayer::next);
+    connect(&runner, &ScriptRunner::done, this, [this] {
+        if (source == Source::Script)
+            next();
+    });
     connect(&runner, &ScriptRunner::failed, this,
             [this](const QString &why) { complain(ExitCode::NotHappened, why); });
     connect(&runner, &ScriptRunner::sendAsked, this, &ScriptPlayer::sendAsked);
@@ -63,12 +66,17 @@ void ScriptPlayer::onLine(const QString &text)
     if (source == Source::Prompt)
         Q_EMIT typed(text);
     const auto command = parser.parseLine(text);
+    if (command && source == Source::Prompt)
+        runner.cancel();
     if (command)
         runner.run(*command);
-    else if (parser.errorText().isEmpty())
-        next();
-    else
+    else if (!parser.errorText().isEmpty())
         complain(parser.errorExitCode(), parser.errorText());
+    else if (source == Source::Script)
+        next();
+    // Whoever flies by hand must not have to wait for anything.
+    if (source == Source::Prompt)
+        next();
 }
 
 // The end of a script leaves the host running; the end of what is typed is Ctrl-D.
@@ -85,5 +93,4 @@ void ScriptPlayer::complain(int exitCode, const QString &what)
         return;
     }
     Q_EMIT mistaken(what);
-    next();
 }

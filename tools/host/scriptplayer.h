@@ -11,7 +11,8 @@ class LineSource;
 
 /// Runs the commands of a script, or those that come in on a file descriptor, one after the other.
 ///
-/// At a prompt mistakes are reported and the prompt goes on; in a script they end it.
+/// At a prompt mistakes are reported and the prompt goes on; in a script they end it. At a prompt the next
+/// line is read at once, and a command ends the one that still runs.
 class ScriptPlayer : public QObject
 {
     Q_OBJECT
@@ -26,7 +27,10 @@ public:
     void follow(LineSource *reader, Source source);
     void cancel();
     /// What the commands that fly go through; null: there is none.
-    void setStick(IVirtualStick *stick) { runner.setStick(stick); }
+    void setStick(IVirtualStick *stick, std::function<bool()> isLinkOpen)
+    {
+        runner.setStick(stick, std::move(isLinkOpen));
+    }
     /// See Pilot.
     bool hover() { return runner.hover(); }
 

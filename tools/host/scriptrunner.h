@@ -21,7 +21,10 @@ public:
     /// @param values what wait-for looks at; must outlive this object.
     explicit ScriptRunner(LatestValues *values, QObject *parent = nullptr);
 
-    void setStick(IVirtualStick *stick) { pilot.setStick(stick); }
+    void setStick(IVirtualStick *stick, std::function<bool()> isLinkOpen)
+    {
+        pilot.setStick(stick, std::move(isLinkOpen));
+    }
     /// See Pilot.
     bool hover() { return pilot.hover(); }
     /// Not to be called before the command before is done.

@@ -62,13 +62,17 @@ StatusTable::Row StatusTable::attitude() const
 
 // The stick takes the first position that it hears for its origin, and an ArduPilot sends zeros until it has
 // a fix: distances from there mean nothing.
-StatusTable::Row StatusTable::fromOrigin() const
+bool StatusTable::hasOrigin() const
 {
     const QCborMap origin = values.value(QStringLiteral("virtualStick.originChanged")).toMap();
+    return origin.value(QLatin1String("lat")).toDouble() != 0 ||
+           origin.value(QLatin1String("lon")).toDouble() != 0;
+}
+
+StatusTable::Row StatusTable::fromOrigin() const
+{
     Row result = row("From origin", "virtualStick.localPositionChanged", ValueWords::distanceAndHeight);
-    const bool isNowhere = origin.value(QLatin1String("lat")).toDouble() == 0 &&
-                           origin.value(QLatin1String("lon")).toDouble() == 0;
-    if (!origin.isEmpty() && isNowhere)
+    if (!hasOrigin() && result.known)
         result.text = QStringLiteral("no fix yet");
     return result;
 }

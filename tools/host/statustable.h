@@ -30,6 +30,8 @@ public:
 
     /// Always the same rows; those whose signal has not been seen say so.
     QVector<Row> rows() const;
+    /// False as long as the stick's origin is no place: none yet, or the zeros before a GPS fix.
+    bool hasOrigin() const;
     /// The rows with a value in one line.
     QString line() const;
 

@@ -5,7 +5,8 @@
 
 void StreamSchedule::setRate(quint32 id, double rateHz, SimTime now, Priority priority)
 {
-    if (rateHz <= 0) {
+    const double leastHz = 1e-6; // once in eleven days is never
+    if (!(rateHz >= leastHz)) {
         streams.remove(id);
         return;
     }

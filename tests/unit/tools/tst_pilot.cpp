@@ -87,10 +87,13 @@ private Q_SLOTS:
     void hover_stopsAnArmedVehicleThatWasCommanded_data();
     void hover_stopsAnArmedVehicleThatWasCommanded();
     void stickThatGoesAway_failsTheCommand();
+    void closedLink_failsTheCommand();
+    void linkLostOnTheWay_failsTheCommand();
 
 private:
     void setArmed(bool armed);
 
+    bool linkOpen = true;
     std::unique_ptr<LatestValues> values;
     std::unique_ptr<FakeStick> stick;
     std::unique_ptr<Pilot> pilot;
@@ -103,7 +106,8 @@ void TestPilot::init()
     values = std::make_unique<LatestValues>();
     stick = std::make_unique<FakeStick>();
     pilot = std::make_unique<Pilot>(values.get());
-    pilot->setStick(stick.get());
+    pilot->setStick(stick.get(), [this] { return linkOpen; });
+    linkOpen = true;
     done = std::make_unique<QSignalSpy>(pilot.get(), &Pilot::done);
     failed = std::make_unique<QSignalSpy>(pilot.get(), &Pilot::failed);
 }
@@ -154,7 +158,7 @@ void TestPilot::outcome_neverComesFromInsideRun()
 
 void TestPilot::withoutAStick_everyCommandFails()
 {
-    pilot->setStick(nullptr);
+    pilot->setStick(nullptr, [] { return true; });
     pilot->run(commandOf(Kind::Control));
     QVERIFY(failed->wait());
     QCOMPARE(failed->takeFirst().first().toString(), QStringLiteral("the plugin has no virtual stick"));
@@ -231,7 +235,7 @@ void TestPilot::hover_stopsAnArmedVehicleThatWasCommanded()
     QVERIFY(done->wait());
     stick->calls.clear();
     QCOMPARE(pilot->hover(), stopped);
-    QCOMPARE(stick->calls, stopped ? QStringList{Zero} : QStringList());
+    QCOMPARE(stick->calls, (stopped ? QStringList{Zero, Zero, Zero} : QStringList()));
 }
 
 void TestPilot::stickThatGoesAway_failsTheCommand()
@@ -240,6 +244,26 @@ void TestPilot::stickThatGoesAway_failsTheCommand()
     stick.reset();
     QVERIFY(failed->wait());
     QVERIFY(!pilot->hover());
+}
+
+void TestPilot::closedLink_failsTheCommand()
+{
+    linkOpen = false;
+    pilot->run(velocity(0));
+    QVERIFY(failed->wait());
+    QCOMPARE(failed->takeFirst().first().toString(), QStringLiteral("the link is not open"));
+    QVERIFY(stick->calls.isEmpty());
+}
+
+void TestPilot::linkLostOnTheWay_failsTheCommand()
+{
+    setArmed(true);
+    pilot->run(velocity(60000));
+    linkOpen = false;
+    QVERIFY(failed->wait());
+    QCOMPARE(failed->takeFirst().first().toString(), QStringLiteral("the link is not open"));
+    QVERIFY(!pilot->hover());
+    QCOMPARE(done->count(), 0);
 }
 
 QTEST_GUILESS_MAIN(TestPilot)
