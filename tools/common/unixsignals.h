@@ -5,9 +5,9 @@
 
 class QSocketNotifier;
 
-/// Turns SIGINT, SIGTERM and SIGHUP (a terminal that is closed) into a Qt signal on the event loop, so that a tool ends cleanly. A second
-/// one that finds the event loop held up still ends it at once, with 128 and the signal's number. One per
-/// process.
+/// Turns SIGINT, SIGTERM and SIGHUP (a terminal that is closed) into a Qt signal on the event loop, so that a
+/// tool ends cleanly. A second one that finds the event loop held up still ends it at once, with 128 and the
+/// signal's number. One per process.
 class UnixSignals : public QObject
 {
     Q_OBJECT
