@@ -36,6 +36,7 @@ private Q_SLOTS:
     void follow_readsCommandsAsTheyCome();
     void follow_ofAScriptWithAMistake_fails();
     void follow_ofAPromptWithAMistake_goesOn();
+    void follow_ofAPrompt_lineEndsTheCommandThatRuns();
     void follow_toTheEndOfAPrompt_quits();
     void follow_toTheEndOfAScript_doesNotQuit();
     void follow_aLastLineWithoutEnd_counts();
@@ -185,11 +186,20 @@ void TestScriptPlayer::follow_ofAPromptWithAMistake_goesOn()
     QSignalSpy prompts(player.get(), &ScriptPlayer::promptReady);
     player->follow(new LineReader(pipeEnds[0]), ScriptPlayer::Source::Prompt);
     QCOMPARE(prompts.count(), 1);
-    type("bogus\nwait-for roll 0.01\nstatus\n");
+    type("bogus\nwait-for roll 0.01\n");
+    QTRY_COMPARE(mistakes.count(), 2);
+    type("status\n");
     QTRY_COMPARE(statuses->count(), 1);
-    QCOMPARE(mistakes.count(), 2);
     QCOMPARE(mistakes.at(1).at(0).toString(), QStringLiteral("wait-for roll: timed out"));
     QTRY_COMPARE(prompts.count(), 4);
+    QVERIFY(failures->isEmpty());
+}
+
+void TestScriptPlayer::follow_ofAPrompt_lineEndsTheCommandThatRuns()
+{
+    player->follow(new LineReader(pipeEnds[0]), ScriptPlayer::Source::Prompt);
+    type("wait 600\nstatus\n");
+    QTRY_COMPARE(statuses->count(), 1);
     QVERIFY(failures->isEmpty());
 }
 
