@@ -42,7 +42,7 @@ void declare(QCommandLineParser *parser)
         "256 KiB to take is dropped. Lines on standard input do what an operator does: mode NAME|NUMBER, "
         "arm, "
         "disarm,\n"
-        "land, reboot, status, quit.\n\n"
+        "land, reboot, fault ..., status, quit.\n\n"
         "A replay starts with the first client and ends the program when it is over and all clients have "
         "taken\n"
         "everything. A later client joins where the replay is. While a client has more than 256 KiB to take "
