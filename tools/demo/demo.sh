@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: MIT
-# Shows the programs at work: demo.sh FOLDER_WITH_PROGRAMS [flight|replay|ground-link]...; without a part, the flight.
+# Shows the programs at work: demo.sh FOLDER_WITH_PROGRAMS [flight|replay|ground-link]...; without one, the flight and the ground link.
 set -euo pipefail
 
 here=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
@@ -103,7 +103,7 @@ show_ground_link() {
 [ $# -gt 0 ] || die "usage: demo.sh FOLDER_WITH_PROGRAMS [flight|replay|ground-link]..."
 bin=$(cd "$1" && pwd)
 shift
-[ $# -gt 0 ] || set -- flight
+[ $# -gt 0 ] || set -- flight ground-link
 scratch=$(mktemp -d)
 sim=
 host=
