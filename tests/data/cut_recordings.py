@@ -22,9 +22,15 @@ WHOLE = float("inf")
 class Slice:
     name: str
     windows: tuple[tuple[float, float], ...]  # seconds since the first frame, [from, to)
+    kept: frozenset[int] = frozenset()  # messages, by their ids, that are kept outside the windows too
 
-    def holds(self, seconds: float) -> bool:
-        return any(begin <= seconds < end for begin, end in self.windows)
+    def holds(self, seconds: float, message: int) -> bool:
+        return message in self.kept or any(begin <= seconds < end for begin, end in self.windows)
+
+
+# What a flight can be told by: HEARTBEAT, SYSTEM_TIME, GPS_RAW_INT, ATTITUDE, GLOBAL_POSITION_INT,
+# COMMAND_LONG, COMMAND_ACK, DISTANCE_SENSOR.
+TRACK = frozenset((0, 2, 24, 30, 33, 76, 77, 132))
 
 
 SLICES = (
@@ -33,13 +39,13 @@ SLICES = (
     Slice("arducopter-mavlink1.tlog", ((0, 12),)),
     Slice("arducopter-serial-reboot.raw", ((0, 12), (24, 37))),
     Slice("px4-boot-57600.raw", ((0, 9), (14, 27))),
-    Slice("px4-flight.tlog", ((0, 10.5), (15, 17), (31.5, 35.5), (63.5, 66), (115.5, WHOLE))),
+    Slice("px4-flight.tlog", ((0, 10.5), (15, 17), (31.5, 35.5), (63.5, 66), (115.5, WHOLE)), TRACK),
 )
 
 
-def timed_pieces(source: Path, name: str) -> Iterator[tuple[float, bytes]]:
-    """The file in pieces of one frame each, with the seconds since the first. The times of a .raw file are
-    those of the .tlog taken along with it."""
+def timed_pieces(source: Path, name: str) -> Iterator[tuple[float, int, bytes]]:
+    """The file in pieces of one frame each, with the seconds since the first and the message's id. The times
+    of a .raw file are those of the .tlog taken along with it."""
     frames = recording_figures.read_tlog(source / f"{Path(name).stem}.tlog")
     first = frames[0].microseconds
     raw = (source / name).read_bytes() if name.endswith(".raw") else b""
@@ -49,7 +55,7 @@ def timed_pieces(source: Path, name: str) -> Iterator[tuple[float, bytes]]:
         if raw:
             end = raw.index(frame.data, position) + len(frame.data)
             piece, position = raw[position:end], end
-        yield (frame.microseconds - first) / 1e6, piece
+        yield (frame.microseconds - first) / 1e6, recording_figures.message_id(frame.data), piece
 
 
 def main() -> int:
@@ -58,8 +64,9 @@ def main() -> int:
         return 1
     source = Path(sys.argv[1])
     for cut in SLICES:
-        pieces = (piece for seconds, piece in timed_pieces(source, cut.name) if cut.holds(seconds))
-        (HERE / cut.name).write_bytes(b"".join(pieces))
+        pieces = timed_pieces(source, cut.name)
+        kept = (piece for seconds, message, piece in pieces if cut.holds(seconds, message))
+        (HERE / cut.name).write_bytes(b"".join(kept))
     recording_figures.renew_readme(HERE / "README.md", [HERE / cut.name for cut in SLICES])
     return 0
 

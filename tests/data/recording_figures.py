@@ -48,6 +48,10 @@ def frame_length(data: bytes, start: int) -> int:
     return V2_OVERHEAD + data[start + 1] + (SIGNATURE if signed else 0)
 
 
+def message_id(data: bytes) -> int:
+    return data[5] if data[0] == V1_MARKER else int.from_bytes(data[7:10], "little")
+
+
 def read_tlog(path: Path) -> list[Frame]:
     data = path.read_bytes()
     frames = []

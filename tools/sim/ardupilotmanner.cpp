@@ -2,7 +2,6 @@
 #include "sim/ardupilotmanner.h"
 
 #include "sim/ardupilottelemetry.h"
-#include "sim/incoming.h"
 #include "sim/telemetry.h"
 
 #include <algorithm>
@@ -13,7 +12,6 @@ namespace {
 
 using namespace ArduPilotModes;
 using namespace std::chrono_literals;
-using Incoming::COMMAND_LONG;
 
 enum Severity : quint8 { Critical = 2, Warning = 4, Info = 6 };
 
@@ -52,9 +50,10 @@ AutopilotProfile ArduPilotManner::profile()
 }
 
 ArduPilotManner::ArduPilotManner(Aircraft *what, Outbox *where)
-    : aircraft(what)
-    , outbox(where)
-{}
+    : AutopilotManner(what, where)
+{
+    currentMode = Stabilize;
+}
 
 void ArduPilotManner::boot()
 {
@@ -85,13 +84,18 @@ void ArduPilotManner::sayWhatHappens(SimTime before)
     }
     if (!aircraft->homeKnown && now >= aircraft->bootTimes.home) {
         aircraft->setHome();
-        outbox->sendToAll(OutgoingMessage::from(Telemetry::globalOrigin(*aircraft)));
-        outbox->sendToAll(OutgoingMessage::from(Telemetry::homePosition(*aircraft)));
+        sendPlaces();
     }
     if (comesRound(10s, before, now))
         outbox->sendToAll(ArduPilotTelemetry::timeSync(*aircraft));
     if (comesRound(30s, before, now))
-        outbox->sendToAll(ArduPilotTelemetry::parameterToken(*aircraft));
+        outbox->sendToAll(parameterToken());
+}
+
+void ArduPilotManner::sendPlaces()
+{
+    outbox->sendToAll(OutgoingMessage::from(Telemetry::globalOrigin(*aircraft)));
+    outbox->sendToAll(OutgoingMessage::from(Telemetry::homePosition(*aircraft)));
 }
 
 void ArduPilotManner::watchSetPoints()
@@ -103,8 +107,7 @@ void ArduPilotManner::watchSetPoints()
 
 void ArduPilotManner::watchLanding()
 {
-    const bool landing = currentMode == Land || currentMode == ReturnToLaunch;
-    onGround = landing && aircraft->armed && !aircraft->isFlying() ? onGround + simStep : SimTime(0);
+    onGround = isLandingMode() && aircraft->armed && !aircraft->isFlying() ? onGround + simStep : SimTime(0);
     if (onGround >= disarmDelay)
         disarm();
 }
@@ -113,8 +116,7 @@ OutgoingMessage ArduPilotManner::heartbeat() const
 {
     const bool initialised = aircraft->sinceBoot >= aircraft->bootTimes.initialised;
     const bool active = aircraft->armed && (aircraft->isFlying() || onGround > SimTime(0));
-    const bool guided =
-        !initialised || currentMode == Guided || currentMode == ReturnToLaunch || currentMode == Land;
+    const bool guided = !initialised || currentMode == Guided || isLandingMode();
     mavlink::minimal::msg::HEARTBEAT heartbeat = {};
     heartbeat.type = static_cast<quint8>(mavlink::minimal::MAV_TYPE::QUADROTOR);
     heartbeat.autopilot = static_cast<quint8>(mavlink::minimal::MAV_AUTOPILOT::ARDUPILOTMEGA);
@@ -134,101 +136,53 @@ QByteArray ArduPilotManner::bootBytes() const
     return QByteArrayLiteral("0 0 0 ");
 }
 
-void ArduPilotManner::receive(const mavlink::mavlink_message_t &message, AutopilotClient *from)
+OutgoingMessage ArduPilotManner::parameterToken() const
 {
-    switch (message.msgid) {
-    case mavlink::common::msg::SET_MODE::MSG_ID:
-        onSetMode(message);
-        break;
-    case mavlink::common::msg::SET_POSITION_TARGET_LOCAL_NED::MSG_ID:
-        onSetPoint(message);
-        break;
-    case mavlink::common::msg::REQUEST_DATA_STREAM::MSG_ID:
-        onStreamRequest(message, from);
-        break;
-    case COMMAND_LONG::MSG_ID:
-        onCommand(message, from);
-        break;
-    case mavlink::common::msg::PARAM_REQUEST_LIST::MSG_ID:
-        sendToken(from->id);
-        break;
-    default:
-        break;
-    }
+    return ArduPilotTelemetry::parameterToken(*aircraft);
 }
 
-void ArduPilotManner::onSetMode(const mavlink::mavlink_message_t &message)
+void ArduPilotManner::onModeRequest(const SET_MODE &request, const mavlink::mavlink_message_t &message,
+                                    AutopilotClient *from)
 {
-    const auto request = Incoming::decode<mavlink::common::msg::SET_MODE>(message);
+    Q_UNUSED(message)
+    Q_UNUSED(from)
     const bool isCustom = request.base_mode & 1;
-    if (isCustom && Incoming::isForAutopilot(request.target_system, 0))
+    if (isCustom)
         obeyMode(request.custom_mode);
 }
 
-void ArduPilotManner::onSetPoint(const mavlink::mavlink_message_t &message)
+void ArduPilotManner::onVelocity(const Demand &demand)
 {
-    const auto target = Incoming::decode<Incoming::SET_POSITION_TARGET_LOCAL_NED>(message);
-    const std::optional<Demand> demand = Incoming::velocityOf(target);
-    if (!demand || !Incoming::isForAutopilot(target.target_system, target.target_component))
-        return;
     if (!aircraft->armed || currentMode != Guided || !aircraft->isFlying())
         return;
-    aircraft->guidance.fly(*demand);
+    aircraft->guidance.fly(demand);
     lastSetPoint = aircraft->sinceBoot;
 }
 
-void ArduPilotManner::onStreamRequest(const mavlink::mavlink_message_t &message, AutopilotClient *from)
+void ArduPilotManner::onOther(const mavlink::mavlink_message_t &message, AutopilotClient *from)
 {
-    const double highestRate = 50;
-    const auto request = Incoming::decode<mavlink::common::msg::REQUEST_DATA_STREAM>(message);
-    if (!Incoming::isForAutopilot(request.target_system, request.target_component))
-        return;
-    const double rate = request.start_stop == 1 ? std::min<double>(request.req_message_rate, highestRate) : 0;
-    const QVector<quint32> ids = ArduPilotTelemetry::messagesOfStream(request.req_stream_id);
-    for (const quint32 id : ids)
-        from->streams.setRate(id, rate, aircraft->sinceBoot);
+    if (message.msgid == mavlink::common::msg::REQUEST_DATA_STREAM::MSG_ID)
+        ArduPilotTelemetry::setStreams(Incoming::decode<mavlink::common::msg::REQUEST_DATA_STREAM>(message),
+                                       aircraft->sinceBoot, &from->streams);
 }
 
-void ArduPilotManner::onCommand(const mavlink::mavlink_message_t &message, AutopilotClient *from)
+void ArduPilotManner::onCommand(const COMMAND_LONG &command, const mavlink::mavlink_message_t &message,
+                                AutopilotClient *from)
 {
-    const auto command = Incoming::decode<COMMAND_LONG>(message);
-    if (!Incoming::isForAutopilot(command.target_system, command.target_component))
-        return;
     const quint8 result = obey(command, from);
     outbox->send(Incoming::acknowledge(command.command, result, message), from->id);
 }
 
-quint8 ArduPilotManner::obey(const COMMAND_LONG &command, AutopilotClient *from)
+quint32 ArduPilotManner::modeOf(const COMMAND_LONG &command) const
 {
-    switch (command.command) {
-    case Incoming::Arm:
-        return obeyArming(command);
-    case Incoming::TakeOff:
-        return obeyTakeOff(static_cast<double>(command.param7));
-    case Incoming::SetMode:
-        return obeyMode(Incoming::wholeNumber(command.param2));
-    case Incoming::ReturnToLaunch:
-        return obeyMode(ReturnToLaunch);
-    case Incoming::Land:
-        return obeyMode(Land);
-    case Incoming::Reboot:
-        aircraft->rebootRequested = !aircraft->armed;
-        return aircraft->armed ? Incoming::Failed : Incoming::Accepted;
-    case Incoming::SetMessageInterval:
-        return ArduPilotTelemetry::setInterval(command, aircraft->sinceBoot, &from->streams);
-    default:
-        return Incoming::Unsupported;
-    }
+    return Incoming::wholeNumber(command.param2);
 }
 
-quint8 ArduPilotManner::obeyArming(const COMMAND_LONG &command)
+quint8 ArduPilotManner::obeyOther(const COMMAND_LONG &command, AutopilotClient *from)
 {
-    if (command.param1 == 1)
-        return setArmed(true).isEmpty() ? Incoming::Accepted : Incoming::Failed;
-    if (aircraft->isFlying() && command.param2 != Incoming::forceDisarm)
-        return Incoming::Failed;
-    disarm();
-    return Incoming::Accepted;
+    if (command.command != Incoming::SetMessageInterval)
+        return Incoming::Unsupported;
+    return ArduPilotTelemetry::setInterval(command, aircraft->sinceBoot, &from->streams);
 }
 
 quint8 ArduPilotManner::obeyTakeOff(double heightM)
@@ -240,11 +194,6 @@ quint8 ArduPilotManner::obeyTakeOff(double heightM)
     return Incoming::Accepted;
 }
 
-quint8 ArduPilotManner::obeyMode(quint32 mode)
-{
-    return setMode(mode).isEmpty() ? Incoming::Accepted : Incoming::Failed;
-}
-
 QString ArduPilotManner::setMode(quint32 mode)
 {
     if (!modes().contains(mode)) {
@@ -253,50 +202,33 @@ QString ArduPilotManner::setMode(quint32 mode)
         return text;
     }
     if (mode != currentMode)
-        enterMode(mode);
+        changeMode(mode);
     return {};
 }
 
-void ArduPilotManner::enterMode(quint32 mode)
+QString ArduPilotManner::arm()
 {
-    currentMode = mode;
-    if (mode == Land)
-        aircraft->guidance.land();
-    else if (mode == ReturnToLaunch)
-        aircraft->guidance.returnHome();
-    else if (aircraft->isFlying())
-        aircraft->guidance.hold();
-    else
-        aircraft->guidance.idle();
-}
-
-QString ArduPilotManner::setArmed(bool armed)
-{
-    if (!armed && aircraft->isFlying())
-        return QStringLiteral("it is flying");
-    if (!armed) {
-        disarm();
-        return {};
-    }
-    QString refusal;
-    if (!aircraft->isReady())
-        refusal = QStringLiteral("Arm: Need Position Estimate");
-    else if (currentMode == Land || currentMode == ReturnToLaunch)
-        refusal = QStringLiteral("Arm: Mode not armable");
-    if (!refusal.isEmpty())
-        say(Critical, refusal);
+    QString refused = whyNotArmed();
+    if (!refused.isEmpty())
+        say(Critical, refused);
     else if (!aircraft->armed && !armingEnds)
-        arm();
-    return refusal;
+        beginArming();
+    return refused;
 }
 
-void ArduPilotManner::arm()
+QString ArduPilotManner::whyNotArmed() const
+{
+    if (!aircraft->isReady())
+        return QStringLiteral("Arm: Need Position Estimate");
+    return isLandingMode() ? QStringLiteral("Arm: Mode not armable") : QString();
+}
+
+void ArduPilotManner::beginArming()
 {
     aircraft->setHome();
     aircraft->guidance.idle();
     armingEnds = aircraft->sinceBoot + armingDelay;
-    outbox->sendToAll(OutgoingMessage::from(Telemetry::globalOrigin(*aircraft)));
-    outbox->sendToAll(OutgoingMessage::from(Telemetry::homePosition(*aircraft)));
+    sendPlaces();
     say(Info, QStringLiteral("Arming motors"));
 }
 
@@ -308,11 +240,6 @@ void ArduPilotManner::disarm()
     aircraft->armed = false;
     aircraft->guidance.idle();
     say(Info, QStringLiteral("Disarming motors"));
-}
-
-void ArduPilotManner::sendToken(int client)
-{
-    outbox->send(ArduPilotTelemetry::parameterToken(*aircraft), client);
 }
 
 void ArduPilotManner::say(quint8 severity, const QString &text)

@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "sim/aircraft.h"
 #include "sim/ardupilotmodes.h"
 #include "sim/autopilotmanner.h"
 #include "sim/autopilotprofile.h"
+#include "sim/incoming.h"
 
 /// The manners of an ArduCopter, as measured on a real one.
 ///
@@ -29,34 +29,35 @@ public:
     std::optional<OutgoingMessage> greeting() const override { return std::nullopt; }
     QByteArray bootBytes() const override;
     double budgetOf(int baud) const override { return baud / 10.0; }
-    void receive(const mavlink::mavlink_message_t &message, AutopilotClient *from) override;
     const ModeTable &modes() const override { return ArduPilotModes::table(); }
-    quint32 mode() const override { return currentMode; }
     QString setMode(quint32 mode) override;
-    QString setArmed(bool armed) override;
     quint32 landMode() const override { return ArduPilotModes::Land; }
 
+protected:
+    quint32 returnMode() const override { return ArduPilotModes::ReturnToLaunch; }
+    quint8 refusal() const override { return Incoming::Failed; }
+    QString arm() override;
+    void disarm() override;
+    OutgoingMessage parameterToken() const override;
+    void onModeRequest(const SET_MODE &request, const mavlink::mavlink_message_t &message,
+                       AutopilotClient *from) override;
+    void onVelocity(const Demand &demand) override;
+    void onCommand(const COMMAND_LONG &command, const mavlink::mavlink_message_t &message,
+                   AutopilotClient *from) override;
+    void onOther(const mavlink::mavlink_message_t &message, AutopilotClient *from) override;
+    quint8 obeyTakeOff(double heightM) override;
+    quint32 modeOf(const COMMAND_LONG &command) const override;
+    quint8 obeyOther(const COMMAND_LONG &command, AutopilotClient *from) override;
+
 private:
-    void onSetMode(const mavlink::mavlink_message_t &message);
-    void onSetPoint(const mavlink::mavlink_message_t &message);
-    void onStreamRequest(const mavlink::mavlink_message_t &message, AutopilotClient *from);
-    void onCommand(const mavlink::mavlink_message_t &message, AutopilotClient *from);
-    quint8 obey(const mavlink::common::msg::COMMAND_LONG &command, AutopilotClient *from);
-    quint8 obeyArming(const mavlink::common::msg::COMMAND_LONG &command);
-    quint8 obeyTakeOff(double heightM);
-    quint8 obeyMode(quint32 mode);
-    void enterMode(quint32 mode);
-    void arm();
-    void disarm();
+    QString whyNotArmed() const;
+    void beginArming();
+    void sendPlaces();
     void sayWhatHappens(SimTime before);
     void watchSetPoints();
     void watchLanding();
-    void sendToken(int client);
     void say(quint8 severity, const QString &text);
 
-    Aircraft *const aircraft;
-    Outbox *const outbox;
-    quint32 currentMode = ArduPilotModes::Stabilize;
     SimTime lastStep{0};
     SimTime lastSetPoint{0};
     SimTime onGround{0};               // in a mode that lands

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "sim/ardupilottelemetry.h"
 
+#include "sim/ardupilotfillers.h"
 #include "sim/incoming.h"
 #include "sim/telemetry.h"
 
@@ -15,17 +16,31 @@ using namespace mavlink::ardupilotmega::msg;
 using namespace mavlink::common::msg;
 using mavlink::standard::msg::GLOBAL_POSITION_INT;
 
-const QMap<quint8, QVector<quint32>> streams = {
-    {2,
-     {SYS_STATUS::MSG_ID, POWER_STATUS::MSG_ID, MEMINFO::MSG_ID, NAV_CONTROLLER_OUTPUT::MSG_ID,
-      MISSION_CURRENT::MSG_ID, GPS_RAW_INT::MSG_ID}},
-    {6, {GLOBAL_POSITION_INT::MSG_ID, LOCAL_POSITION_NED::MSG_ID}},
-    {10, {ATTITUDE::MSG_ID, SIMSTATE::MSG_ID, AHRS2::MSG_ID}},
-    {11, {VFR_HUD::MSG_ID}},
-    {12,
-     {AHRS::MSG_ID, SYSTEM_TIME::MSG_ID, RANGEFINDER::MSG_ID, DISTANCE_SENSOR::MSG_ID, TERRAIN_REPORT::MSG_ID,
-      BATTERY_STATUS::MSG_ID, EKF_STATUS_REPORT::MSG_ID, VIBRATION::MSG_ID, WIND::MSG_ID}},
-};
+const QMap<quint8, QVector<quint32>> &streams()
+{
+    static const QMap<quint8, QVector<quint32>> map = {
+        {2,
+         {SYS_STATUS::MSG_ID, POWER_STATUS::MSG_ID, MEMINFO::MSG_ID, NAV_CONTROLLER_OUTPUT::MSG_ID,
+          MISSION_CURRENT::MSG_ID, GPS_RAW_INT::MSG_ID}},
+        {6, {GLOBAL_POSITION_INT::MSG_ID, LOCAL_POSITION_NED::MSG_ID}},
+        {10, {ATTITUDE::MSG_ID, SIMSTATE::MSG_ID, AHRS2::MSG_ID}},
+        {11, {VFR_HUD::MSG_ID}},
+        {12,
+         {AHRS::MSG_ID, SYSTEM_TIME::MSG_ID, RANGEFINDER::MSG_ID, DISTANCE_SENSOR::MSG_ID,
+          TERRAIN_REPORT::MSG_ID, BATTERY_STATUS::MSG_ID, EKF_STATUS_REPORT::MSG_ID, VIBRATION::MSG_ID,
+          WIND::MSG_ID}},
+    };
+    return map;
+}
+
+constexpr double highestRate = 50;
+
+/// On a line that is too slow a real one sends that one least.
+StreamSchedule::Priority priorityOf(quint32 id)
+{
+    return id == DISTANCE_SENSOR::MSG_ID ? StreamSchedule::Priority::Starved
+                                         : StreamSchedule::Priority::Scaled;
+}
 
 GLOBAL_POSITION_INT position(const Aircraft &aircraft)
 {
@@ -122,86 +137,10 @@ SIMSTATE trueState(const Aircraft &aircraft)
     return message;
 }
 
-WIND wind(const Aircraft &aircraft)
-{
-    const Wind &air = aircraft.vehicle.wind();
-    WIND message = {};
-    message.direction = static_cast<float>(std::remainder(air.fromDeg, 360.0));
-    message.speed = static_cast<float>(air.speedMps);
-    return message;
-}
-
-TERRAIN_REPORT terrain(const Aircraft &aircraft)
-{
-    const GLOBAL_POSITION_INT place = position(aircraft);
-    TERRAIN_REPORT message = {};
-    message.lat = place.lat;
-    message.lon = place.lon;
-    message.current_height = static_cast<float>(place.alt) / 1000;
-    message.pending = 504;
-    return message;
-}
-
-NAV_CONTROLLER_OUTPUT navigation(const Aircraft &aircraft)
-{
-    NAV_CONTROLLER_OUTPUT message = {};
-    message.nav_roll = static_cast<float>(aircraft.readings.roll * 180 / M_PI);
-    message.nav_pitch = static_cast<float>(aircraft.readings.pitch * 180 / M_PI);
-    return message;
-}
-
-MISSION_CURRENT mission()
-{
-    MISSION_CURRENT message = {};
-    message.mission_state = 1; // none loaded
-    return message;
-}
-
-VIBRATION vibration(const Aircraft &aircraft)
-{
-    VIBRATION message = {};
-    message.time_usec = Telemetry::bootUs(aircraft);
-    return message;
-}
-
 BATTERY_STATUS battery(const Aircraft &aircraft)
 {
     BATTERY_STATUS message = Telemetry::battery(aircraft);
     message.energy_consumed = static_cast<qint32>(std::lround(aircraft.battery.usedMah() * 0.453));
-    return message;
-}
-
-POWER_STATUS power()
-{
-    POWER_STATUS message = {};
-    message.Vcc = 5000;
-    return message;
-}
-
-MEMINFO memory()
-{
-    MEMINFO message = {};
-    message.freemem = UINT16_MAX;
-    message.freemem32 = 524288;
-    return message;
-}
-
-AHRS attitudeErrors()
-{
-    AHRS message = {};
-    message.error_rp = 0.002F;
-    message.error_yaw = 0.002F;
-    return message;
-}
-
-EKF_STATUS_REPORT estimator(const Aircraft &aircraft)
-{
-    EKF_STATUS_REPORT message = {};
-    message.flags = aircraft.isReady() ? 895 : 167;
-    message.velocity_variance = 0.01F;
-    message.pos_horiz_variance = 0.01F;
-    message.pos_vert_variance = 0.01F;
-    message.compass_variance = 0.01F;
     return message;
 }
 
@@ -215,41 +154,14 @@ bool isThere(quint32 id, const Aircraft &aircraft)
     return true;
 }
 
-/// Those that hold nothing that anybody here reads.
-std::optional<OutgoingMessage> makeFiller(quint32 id, const Aircraft &aircraft)
-{
-    switch (id) {
-    case POWER_STATUS::MSG_ID:
-        return OutgoingMessage::from(power());
-    case MEMINFO::MSG_ID:
-        return OutgoingMessage::from(memory());
-    case MISSION_CURRENT::MSG_ID:
-        return OutgoingMessage::from(mission());
-    case NAV_CONTROLLER_OUTPUT::MSG_ID:
-        return OutgoingMessage::from(navigation(aircraft));
-    case AHRS::MSG_ID:
-        return OutgoingMessage::from(attitudeErrors());
-    case EKF_STATUS_REPORT::MSG_ID:
-        return OutgoingMessage::from(estimator(aircraft));
-    case VIBRATION::MSG_ID:
-        return OutgoingMessage::from(vibration(aircraft));
-    case TERRAIN_REPORT::MSG_ID:
-        return OutgoingMessage::from(terrain(aircraft));
-    case WIND::MSG_ID:
-        return OutgoingMessage::from(wind(aircraft));
-    default:
-        return std::nullopt;
-    }
-}
-
 } // namespace
 
 QVector<quint32> ArduPilotTelemetry::messagesOfStream(quint8 stream)
 {
     if (stream != 0)
-        return streams.value(stream);
+        return streams().value(stream);
     QVector<quint32> all;
-    for (const QVector<quint32> &messages : streams)
+    for (const QVector<quint32> &messages : streams())
         all += messages;
     return all;
 }
@@ -261,14 +173,8 @@ std::optional<OutgoingMessage> ArduPilotTelemetry::make(quint32 id, const Aircra
     switch (id) {
     case GLOBAL_POSITION_INT::MSG_ID:
         return OutgoingMessage::from(position(aircraft));
-    case LOCAL_POSITION_NED::MSG_ID:
-        return OutgoingMessage::from(Telemetry::localPosition(aircraft));
     case GPS_RAW_INT::MSG_ID:
         return OutgoingMessage::from(gps(aircraft));
-    case ATTITUDE::MSG_ID:
-        return OutgoingMessage::from(Telemetry::attitude(aircraft));
-    case SYSTEM_TIME::MSG_ID:
-        return OutgoingMessage::from(Telemetry::systemTime(aircraft));
     case DISTANCE_SENSOR::MSG_ID:
         return OutgoingMessage::from(distance(aircraft));
     case RANGEFINDER::MSG_ID:
@@ -281,11 +187,21 @@ std::optional<OutgoingMessage> ArduPilotTelemetry::make(quint32 id, const Aircra
         return OutgoingMessage::from(secondAttitude(aircraft));
     case SIMSTATE::MSG_ID:
         return OutgoingMessage::from(trueState(aircraft));
-    case VFR_HUD::MSG_ID:
-        return OutgoingMessage::from(Telemetry::headUp(aircraft));
     default:
-        return makeFiller(id, aircraft);
+        break;
     }
+    const std::optional<OutgoingMessage> shared = Telemetry::make(id, aircraft);
+    return shared ? shared : ArduPilotFillers::make(id, aircraft);
+}
+
+void ArduPilotTelemetry::setStreams(const REQUEST_DATA_STREAM &request, SimTime now, StreamSchedule *wanted)
+{
+    if (!Incoming::isForAutopilot(request.target_system, request.target_component))
+        return;
+    const double rate = request.start_stop == 1 ? std::min<double>(request.req_message_rate, highestRate) : 0;
+    const QVector<quint32> ids = messagesOfStream(request.req_stream_id);
+    for (const quint32 id : ids)
+        wanted->setRate(id, rate, now, priorityOf(id));
 }
 
 quint8 ArduPilotTelemetry::setInterval(const COMMAND_LONG &command, SimTime now, StreamSchedule *wanted)
@@ -294,7 +210,8 @@ quint8 ArduPilotTelemetry::setInterval(const COMMAND_LONG &command, SimTime now,
     if (!messagesOfStream(0).contains(id))
         return Incoming::Failed;
     const double intervalUs = static_cast<double>(command.param2);
-    wanted->setRate(id, intervalUs > 0 ? std::min(1e6 / intervalUs, 50.0) : 0, now);
+    const double rate = intervalUs > 0 ? std::min(1e6 / intervalUs, highestRate) : 0;
+    wanted->setRate(id, rate, now, priorityOf(id));
     return Incoming::Accepted;
 }
 

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "sim/aircraft.h"
 #include "sim/modetable.h"
 #include "sim/outbox.h"
 #include "sim/streamschedule.h"
@@ -16,8 +17,8 @@ struct AutopilotClient
 };
 
 /// How one make of autopilot behaves: its modes, what it answers, what it sends when. It acts on an aircraft
-/// and speaks through an outbox, neither of which it owns. It is called once a step and for each message that
-/// comes, and not before it is up.
+/// and speaks through an outbox, neither of which it owns; both outlive it. It is called once a step and for
+/// each message that comes, and not before it is up.
 class AutopilotManner
 {
 public:
@@ -40,13 +41,60 @@ public:
     /// The bytes a second that it allows itself on a line of so many bits a second.
     virtual double budgetOf(int baud) const = 0;
 
-    /// A message from a client; whether it is for the autopilot is the manner's to see.
-    virtual void receive(const mavlink::mavlink_message_t &message, AutopilotClient *from) = 0;
+    /// A message from a client, whoever it is for.
+    void receive(const mavlink::mavlink_message_t &message, AutopilotClient *from);
 
     virtual const ModeTable &modes() const = 0;
-    virtual quint32 mode() const = 0;
+    quint32 mode() const { return currentMode; }
     /// What an operator at a remote control does. Nothing, or why it is refused.
     virtual QString setMode(quint32 mode) = 0;
-    virtual QString setArmed(bool armed) = 0;
+    QString setArmed(bool armed);
     virtual quint32 landMode() const = 0;
+
+protected:
+    using COMMAND_LONG = mavlink::common::msg::COMMAND_LONG;
+    using SET_MODE = mavlink::common::msg::SET_MODE;
+
+    AutopilotManner(Aircraft *aircraft, Outbox *outbox);
+
+    virtual quint32 returnMode() const = 0;
+    /// The result with which it refuses what it could do at another time.
+    virtual quint8 refusal() const = 0;
+    /// Nothing, or why it cannot. When it is armed already it stays so.
+    virtual QString arm() = 0;
+    /// In the air too.
+    virtual void disarm() = 0;
+    /// Stands for all the parameters that a real one has.
+    virtual OutgoingMessage parameterToken() const = 0;
+
+    // What is addressed to it.
+    virtual void onModeRequest(const SET_MODE &request, const mavlink::mavlink_message_t &message,
+                               AutopilotClient *from) = 0;
+    virtual void onVelocity(const Demand &demand) = 0;
+    virtual void onCommand(const COMMAND_LONG &command, const mavlink::mavlink_message_t &message,
+                           AutopilotClient *from) = 0;
+    virtual void onOther(const mavlink::mavlink_message_t &message, AutopilotClient *from);
+
+    /// The result of a command.
+    quint8 obey(const COMMAND_LONG &command, AutopilotClient *from);
+    virtual quint8 obeyTakeOff(double parameter) = 0;
+    virtual quint32 modeOf(const COMMAND_LONG &command) const = 0;
+    virtual quint8 obeyOther(const COMMAND_LONG &command, AutopilotClient *from) = 0;
+    quint8 obeyMode(quint32 mode);
+
+    bool isLandingMode() const { return currentMode == landMode() || currentMode == returnMode(); }
+    /// Changes the mode, and what the vehicle is about.
+    void changeMode(quint32 mode);
+
+    Aircraft *const aircraft;
+    Outbox *const outbox;
+    quint32 currentMode = 0;
+
+private:
+    void receiveMode(const mavlink::mavlink_message_t &message, AutopilotClient *from);
+    void receiveSetPoint(const mavlink::mavlink_message_t &message);
+    void receiveCommand(const mavlink::mavlink_message_t &message, AutopilotClient *from);
+    quint8 obeyArming(const COMMAND_LONG &command);
+    quint8 obeyReboot();
+    quint8 resultOf(const QString &refused) const;
 };

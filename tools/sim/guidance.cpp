@@ -32,6 +32,7 @@ constexpr double verticalDeceleration = 0.6;
 
 Guidance::Guidance(const Limits &wantedLimits)
     : limits(wantedLimits)
+    , trim(wantedLimits.shortfall)
 {}
 
 void Guidance::idle()
@@ -74,6 +75,7 @@ void Guidance::begin(Task task)
     current = task;
     spent = SimTime(0);
     anchored = false;
+    trim.reset();
 }
 
 Demand Guidance::step(const Vehicle &vehicle)
@@ -87,7 +89,7 @@ Demand Guidance::step(const Vehicle &vehicle)
     case Task::Hold:
         return vehicle.state().landed ? Demand{} : stay(vehicle.state());
     case Task::Velocity:
-        return wanted;
+        return trimmed(wanted, vehicle.state());
     case Task::Land:
         return descend(vehicle);
     case Task::ReturnHome:
@@ -106,7 +108,10 @@ Demand Guidance::climb(const Vehicle::State &vehicle)
         return stay(vehicle);
     }
     const Utils::Vector2d back = approachVelocity(anchor, vehicle.position, 1);
-    return {{back.x, back.y, verticalSpeedTo(targetDown, vehicle)}, 0};
+    double down = verticalSpeedTo(targetDown, vehicle);
+    if (heightAboveHomeM(vehicle) < limits.slowClimbBelow)
+        down = std::max(down, -limits.slowClimb);
+    return {{back.x, back.y, down}, 0};
 }
 
 Demand Guidance::stay(const Vehicle::State &vehicle)
@@ -146,7 +151,13 @@ Demand Guidance::goHome(const Vehicle &vehicle)
     if (state.position.z - anchor.z > 0.5)
         return {{0, 0, vertical}, 0};
     const Utils::Vector2d back = approachVelocity(home, state.position, limits.returnSpeed);
-    return {{back.x, back.y, vertical}, 0};
+    return trimmed({{back.x, back.y, vertical}, 0}, state);
+}
+
+Demand Guidance::trimmed(const Demand &demand, const Vehicle::State &vehicle)
+{
+    const Utils::Vector2d flown = trim.step(demand.velocity, vehicle.velocity);
+    return {{flown.x, flown.y, demand.velocity.z}, demand.yawRate};
 }
 
 Demand Guidance::bounded(const Demand &demand) const

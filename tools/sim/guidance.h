@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "sim/speedtrim.h"
 #include "sim/vehicle.h"
 
 /// Turns what the autopilot is about into what it demands of the vehicle, moment by moment.
@@ -19,6 +20,9 @@ public:
         double horizontal = 10;    ///< The most that is flown of a demanded speed.
         double returnSpeed = 5;
         double returnHeight = 15;   ///< The least height at which it returns.
+        double slowClimb = 2.5;     ///< Of a take-off, below slowClimbBelow.
+        double slowClimbBelow = 0;  ///< Metres above home.
+        double shortfall = 0;       ///< The share of a horizontal speed that is missing at first.
         SimTime spoolUp{1'900'000}; ///< From the start of a take-off until it lifts.
     };
 
@@ -53,6 +57,7 @@ private:
     Demand goHome(const Vehicle &vehicle);
     Demand bounded(const Demand &demand) const;
     double verticalSpeedTo(double down, const Vehicle::State &vehicle) const;
+    Demand trimmed(const Demand &demand, const Vehicle::State &vehicle);
 
     Limits limits;
     Utils::Vector3d home;
@@ -62,4 +67,5 @@ private:
     double targetDown = 0; // of a take-off
     bool anchored = false; // whether it has come to rest at the anchor
     Utils::Vector3d anchor;
+    SpeedTrim trim;
 };

@@ -38,6 +38,7 @@ public:
     void change(const Settings &wanted) { settings = wanted; }
     /// No trouble, and nothing on the way.
     bool isIdle() const { return !settings.any() && onTheWay.isEmpty(); }
+    int countOnTheWay() const { return onTheWay.size(); }
 
     static constexpr int queueLimit = 50'000;
 

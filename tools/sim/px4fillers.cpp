@@ -3,8 +3,6 @@
 
 #include "sim/telemetry.h"
 
-#include <QtEndian>
-
 #include <cmath>
 
 namespace {
@@ -234,32 +232,6 @@ MISSION_CURRENT mission()
     return message;
 }
 
-/// A message that begins with the time, of which our dialects know neither the fields nor the checksum seed.
-OutgoingMessage unknown(quint32 id, int length, const Aircraft &aircraft)
-{
-    const quint8 seed = 42;
-    QByteArray payload(length, '\1');
-    if (length >= 4)
-        qToLittleEndian(Telemetry::bootMs(aircraft), payload.data());
-    return {id, payload, static_cast<quint8>(length), seed};
-}
-
-std::optional<OutgoingMessage> makeUnknown(quint32 id, const Aircraft &aircraft)
-{
-    switch (id) {
-    case Px4Fillers::LinkStatus:
-        return unknown(id, 22, aircraft);
-    case Px4Fillers::TimeEstimate:
-        return unknown(id, 20, aircraft);
-    case Px4Fillers::EventSequence:
-        return unknown(id, 1, aircraft);
-    case Px4Fillers::AvailableModes:
-        return unknown(id, 8, aircraft);
-    default:
-        return std::nullopt;
-    }
-}
-
 } // namespace
 
 std::optional<OutgoingMessage> Px4Fillers::make(quint32 id, const Aircraft &aircraft)
@@ -300,13 +272,6 @@ std::optional<OutgoingMessage> Px4Fillers::make(quint32 id, const Aircraft &airc
     case VIBRATION::MSG_ID:
         return OutgoingMessage::from(vibration(aircraft));
     default:
-        return makeUnknown(id, aircraft);
+        return std::nullopt;
     }
-}
-
-OutgoingMessage Px4Fillers::event(quint32 number, const Aircraft &aircraft)
-{
-    OutgoingMessage message = unknown(Event, 14, aircraft);
-    qToLittleEndian(number, message.payload.data());
-    return message;
 }

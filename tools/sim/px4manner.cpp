@@ -1,48 +1,41 @@
 // SPDX-License-Identifier: MIT
 #include "sim/px4manner.h"
 
-#include "sim/incoming.h"
 #include "sim/px4telemetry.h"
 #include "sim/telemetry.h"
 
 #include <algorithm>
 #include <cmath>
 
-namespace {
-
 using namespace std::chrono_literals;
-using Incoming::COMMAND_LONG;
-
-quint32 modeOf(const COMMAND_LONG &command)
-{
-    const quint32 mainMode = Incoming::wholeNumber(command.param2) & 0xff;
-    const quint32 subMode = Incoming::wholeNumber(command.param3) & 0xff;
-    return mainMode << 16 | subMode << 24;
-}
-
-} // namespace
 
 AutopilotProfile Px4Manner::profile()
 {
     AutopilotProfile profile;
     profile.start = {47.3977428, 8.5455967, AMSL, 489.05};
     profile.bootTimes = {7s, 500ms, 4000ms, 1000ms, 3600ms, 3820ms, 5s};
-    profile.limits.climb = 1.5;
+    profile.limits.climb = 3;
+    profile.limits.slowClimb = 1.5;
+    profile.limits.slowClimbBelow = 10;
+    profile.limits.shortfall = 0.28;
     profile.limits.landing = 0.6;
     profile.limits.returnHeight = 30;
-    profile.limits.spoolUp = 1000ms;
+    profile.limits.spoolUp = 3000ms;
     profile.fullVolts = 16.2;
     return profile;
 }
 
 Px4Manner::Px4Manner(Aircraft *what, Outbox *where)
-    : aircraft(what)
-    , outbox(where)
-{}
+    : AutopilotManner(what, where)
+{
+    currentMode = Loiter;
+}
 
 void Px4Manner::boot()
 {
     currentMode = Loiter;
+    chosenMode = Loiter;
+    setPointsLost = false;
     lastSetPoint.reset();
     onGround = SimTime(0);
     hasFlown = false;
@@ -52,11 +45,21 @@ void Px4Manner::step()
 {
     if (!aircraft->homeKnown && aircraft->sinceBoot >= aircraft->bootTimes.home)
         aircraft->setHome();
-    if (currentMode == OffBoard && aircraft->armed && !setPointsCome())
-        enterMode(Return);
+    watchSetPoints();
     if (currentMode == TakeOff && aircraft->guidance.task() == Guidance::Task::Hold && aircraft->isFlying())
         enterMode(Loiter);
     watchFlight();
+}
+
+// It returns when they fail to come, until they come again.
+void Px4Manner::watchSetPoints()
+{
+    if (currentMode == OffBoard && aircraft->armed && !setPointsCome()) {
+        enterMode(Return);
+        setPointsLost = true;
+    } else if (setPointsLost && setPointsCome()) {
+        enterMode(OffBoard);
+    }
 }
 
 // Touching down, the pressure under the rotors makes it believe that it sinks.
@@ -83,16 +86,32 @@ bool Px4Manner::isAutomatic() const
     return (currentMode >> 16 & 0xff) == 4;
 }
 
+quint8 Px4Manner::systemStatus() const
+{
+    const quint8 unknown = 0;
+    const quint8 standby = 3;
+    const quint8 active = 4;
+    const quint8 critical = 5;
+    if (aircraft->armed)
+        return setPointsLost ? critical : active;
+    const bool initialised = aircraft->sinceBoot >= aircraft->bootTimes.initialised;
+    return initialised && canBeArmed() ? standby : unknown;
+}
+
+bool Px4Manner::canBeArmed() const
+{
+    return !isLandingMode() && (currentMode != OffBoard || setPointsCome());
+}
+
 OutgoingMessage Px4Manner::heartbeat() const
 {
-    const bool initialised = aircraft->sinceBoot >= aircraft->bootTimes.initialised;
     const int base = isAutomatic() ? 29 : currentMode == OffBoard ? 17 : 81;
     mavlink::minimal::msg::HEARTBEAT heartbeat = {};
     heartbeat.type = static_cast<quint8>(mavlink::minimal::MAV_TYPE::QUADROTOR);
     heartbeat.autopilot = static_cast<quint8>(mavlink::minimal::MAV_AUTOPILOT::PX4);
     heartbeat.base_mode = static_cast<quint8>(base + (aircraft->armed ? 128 : 0));
     heartbeat.custom_mode = currentMode;
-    heartbeat.system_status = !initialised ? 0 : aircraft->armed ? 4 : 3;
+    heartbeat.system_status = systemStatus();
     return OutgoingMessage::from(heartbeat);
 }
 
@@ -112,53 +131,29 @@ std::optional<OutgoingMessage> Px4Manner::greeting() const
     return Px4Telemetry::version();
 }
 
-void Px4Manner::receive(const mavlink::mavlink_message_t &message, AutopilotClient *from)
+OutgoingMessage Px4Manner::parameterToken() const
 {
-    switch (message.msgid) {
-    case mavlink::common::msg::SET_MODE::MSG_ID:
-        onSetMode(message, from);
-        break;
-    case mavlink::common::msg::SET_POSITION_TARGET_LOCAL_NED::MSG_ID:
-        onSetPoint(message);
-        break;
-    case COMMAND_LONG::MSG_ID:
-        onCommand(message, from);
-        break;
-    case mavlink::common::msg::PARAM_REQUEST_LIST::MSG_ID:
-        outbox->send(Px4Telemetry::parameterToken(), from->id);
-        break;
-    default:
-        break;
-    }
+    return Px4Telemetry::parameterToken();
 }
 
-void Px4Manner::onSetMode(const mavlink::mavlink_message_t &message, AutopilotClient *from)
+void Px4Manner::onModeRequest(const SET_MODE &request, const mavlink::mavlink_message_t &message,
+                              AutopilotClient *from)
 {
-    const auto request = Incoming::decode<mavlink::common::msg::SET_MODE>(message);
-    if (!Incoming::isForAutopilot(request.target_system, 0))
-        return;
     const bool isCustom = request.base_mode & 1;
-    const quint8 result =
-        isCustom ? obeyMode(request.custom_mode) : static_cast<quint8>(Incoming::TemporarilyRejected);
+    const quint8 result = isCustom ? obeyMode(request.custom_mode) : refusal();
     outbox->send(Incoming::acknowledge(Incoming::SetMode, result, message), from->id);
 }
 
-void Px4Manner::onSetPoint(const mavlink::mavlink_message_t &message)
+void Px4Manner::onVelocity(const Demand &demand)
 {
-    const auto target = Incoming::decode<Incoming::SET_POSITION_TARGET_LOCAL_NED>(message);
-    const std::optional<Demand> demand = Incoming::velocityOf(target);
-    if (!demand || !Incoming::isForAutopilot(target.target_system, target.target_component))
-        return;
     lastSetPoint = aircraft->sinceBoot;
     if (currentMode == OffBoard && aircraft->armed)
-        aircraft->guidance.fly(*demand);
+        aircraft->guidance.fly(demand);
 }
 
-void Px4Manner::onCommand(const mavlink::mavlink_message_t &message, AutopilotClient *from)
+void Px4Manner::onCommand(const COMMAND_LONG &command, const mavlink::mavlink_message_t &message,
+                          AutopilotClient *from)
 {
-    const auto command = Incoming::decode<COMMAND_LONG>(message);
-    if (!Incoming::isForAutopilot(command.target_system, command.target_component))
-        return;
     const quint8 result = obey(command, from);
     // A mode is acknowledged twice, and only the second says what became of it.
     if (command.command == Incoming::SetMode)
@@ -166,22 +161,16 @@ void Px4Manner::onCommand(const mavlink::mavlink_message_t &message, AutopilotCl
     outbox->send(Incoming::acknowledge(command.command, result, message), from->id);
 }
 
-quint8 Px4Manner::obey(const COMMAND_LONG &command, AutopilotClient *from)
+quint32 Px4Manner::modeOf(const COMMAND_LONG &command) const
+{
+    const quint32 mainMode = Incoming::wholeNumber(command.param2) & 0xff;
+    const quint32 subMode = Incoming::wholeNumber(command.param3) & 0xff;
+    return mainMode << 16 | subMode << 24;
+}
+
+quint8 Px4Manner::obeyOther(const COMMAND_LONG &command, AutopilotClient *from)
 {
     switch (command.command) {
-    case Incoming::Arm:
-        return obeyArming(command);
-    case Incoming::TakeOff:
-        return obeyTakeOff(static_cast<double>(command.param7));
-    case Incoming::SetMode:
-        return obeyMode(modeOf(command));
-    case Incoming::ReturnToLaunch:
-        return obeyMode(Return);
-    case Incoming::Land:
-        return obeyMode(Land);
-    case Incoming::Reboot:
-        aircraft->rebootRequested = !aircraft->armed;
-        return aircraft->armed ? Incoming::TemporarilyRejected : Incoming::Accepted;
     case Incoming::SetMessageInterval:
         return setInterval(command, from);
     case Incoming::RequestMessage:
@@ -189,15 +178,6 @@ quint8 Px4Manner::obey(const COMMAND_LONG &command, AutopilotClient *from)
     default:
         return Incoming::Unsupported;
     }
-}
-
-quint8 Px4Manner::obeyArming(const COMMAND_LONG &command)
-{
-    if (command.param1 != 1 && command.param2 == Incoming::forceDisarm) {
-        disarm();
-        return Incoming::Accepted;
-    }
-    return setArmed(command.param1 == 1).isEmpty() ? Incoming::Accepted : Incoming::TemporarilyRejected;
 }
 
 // Heights that make no sense, so also one that is meant above home, give the least height.
@@ -210,11 +190,6 @@ quint8 Px4Manner::obeyTakeOff(double altitudeM)
     enterMode(TakeOff);
     aircraft->guidance.takeOff(heightM, aircraft->vehicle.state());
     return Incoming::Accepted;
-}
-
-quint8 Px4Manner::obeyMode(quint32 mode)
-{
-    return setMode(mode).isEmpty() ? Incoming::Accepted : Incoming::TemporarilyRejected;
 }
 
 quint8 Px4Manner::setInterval(const COMMAND_LONG &command, AutopilotClient *from)
@@ -251,29 +226,20 @@ QString Px4Manner::setMode(quint32 mode)
 
 void Px4Manner::enterMode(quint32 mode)
 {
-    currentMode = mode;
-    if (mode == Land)
-        aircraft->guidance.land();
-    else if (mode == Return)
-        aircraft->guidance.returnHome();
-    else if (aircraft->isFlying())
-        aircraft->guidance.hold();
-    else
-        aircraft->guidance.idle();
+    changeMode(mode);
+    setPointsLost = false;
+    if (!isLandingMode() && mode != TakeOff)
+        chosenMode = mode;
     tellOfChange();
+    if (isLandingMode())
+        tellGimbal();
 }
 
-QString Px4Manner::setArmed(bool armed)
+QString Px4Manner::arm()
 {
-    if (!armed && aircraft->isFlying())
-        return QStringLiteral("it is flying");
-    if (!armed) {
-        disarm();
-        return {};
-    }
     if (!aircraft->isReady())
         return QStringLiteral("it is not ready yet");
-    if (currentMode == Land || currentMode == Return)
+    if (!canBeArmed())
         return QStringLiteral("not in this mode");
     if (aircraft->armed)
         return {};
@@ -290,8 +256,9 @@ void Px4Manner::disarm()
         return;
     aircraft->armed = false;
     aircraft->guidance.idle();
-    if (currentMode == Land || currentMode == Return)
-        currentMode = Loiter; // in which it can be armed again
+    if (isLandingMode())
+        currentMode = chosenMode;
+    setPointsLost = false;
     tellOfChange();
 }
 
@@ -299,7 +266,13 @@ void Px4Manner::disarm()
 void Px4Manner::tellOfChange()
 {
     outbox->sendToAll(Px4Telemetry::event(++changes, *aircraft));
-    outbox->sendToAll(Px4Telemetry::gimbalCommand());
+}
+
+void Px4Manner::tellGimbal()
+{
+    const QVector<OutgoingMessage> commands = Px4Telemetry::gimbalCommands();
+    for (const OutgoingMessage &command : commands)
+        outbox->sendToAll(command);
 }
 
 const ModeTable &Px4Manner::modes() const

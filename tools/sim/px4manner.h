@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "sim/aircraft.h"
 #include "sim/autopilotmanner.h"
 #include "sim/autopilotprofile.h"
+#include "sim/incoming.h"
 
 /// The manners of a PX4 multicopter, as measured on a real one.
 ///
@@ -25,7 +25,7 @@ public:
     };
 
     static constexpr std::chrono::seconds setPointTimeout{1};
-    static constexpr std::chrono::seconds disarmDelay{2};
+    static constexpr std::chrono::seconds disarmDelay{4};
     /// Metres above home to which it takes off when it is told no better.
     static constexpr double leastTakeOffM = 2.5;
 
@@ -42,33 +42,40 @@ public:
     std::optional<OutgoingMessage> greeting() const override;
     QByteArray bootBytes() const override { return {}; }
     double budgetOf(int baud) const override { return baud / 20.0; }
-    void receive(const mavlink::mavlink_message_t &message, AutopilotClient *from) override;
     const ModeTable &modes() const override;
-    quint32 mode() const override { return currentMode; }
     QString setMode(quint32 mode) override;
-    QString setArmed(bool armed) override;
     quint32 landMode() const override { return Land; }
 
+protected:
+    quint32 returnMode() const override { return Return; }
+    quint8 refusal() const override { return Incoming::TemporarilyRejected; }
+    QString arm() override;
+    void disarm() override;
+    OutgoingMessage parameterToken() const override;
+    void onModeRequest(const SET_MODE &request, const mavlink::mavlink_message_t &message,
+                       AutopilotClient *from) override;
+    void onVelocity(const Demand &demand) override;
+    void onCommand(const COMMAND_LONG &command, const mavlink::mavlink_message_t &message,
+                   AutopilotClient *from) override;
+    quint8 obeyTakeOff(double altitudeM) override;
+    quint32 modeOf(const COMMAND_LONG &command) const override;
+    quint8 obeyOther(const COMMAND_LONG &command, AutopilotClient *from) override;
+
 private:
-    void onSetMode(const mavlink::mavlink_message_t &message, AutopilotClient *from);
-    void onSetPoint(const mavlink::mavlink_message_t &message);
-    void onCommand(const mavlink::mavlink_message_t &message, AutopilotClient *from);
-    quint8 obey(const mavlink::common::msg::COMMAND_LONG &command, AutopilotClient *from);
-    quint8 obeyArming(const mavlink::common::msg::COMMAND_LONG &command);
-    quint8 obeyTakeOff(double altitudeM);
-    quint8 obeyMode(quint32 mode);
-    quint8 setInterval(const mavlink::common::msg::COMMAND_LONG &command, AutopilotClient *from);
+    quint8 setInterval(const COMMAND_LONG &command, AutopilotClient *from);
     quint8 sendOnce(quint32 id, int client);
     bool setPointsCome() const;
+    bool canBeArmed() const;
+    quint8 systemStatus() const;
+    void watchSetPoints();
     void enterMode(quint32 mode);
-    void disarm();
     void watchFlight();
     void tellOfChange();
+    void tellGimbal();
     bool isAutomatic() const;
 
-    Aircraft *const aircraft;
-    Outbox *const outbox;
-    quint32 currentMode = Loiter;
+    quint32 chosenMode = Loiter; // to which it goes back when it has landed
+    bool setPointsLost = false;  // and therefore returning
     std::optional<SimTime> lastSetPoint;
     SimTime onGround{0}; // after a flight
     bool hasFlown = false;

@@ -2,6 +2,7 @@
 #include "sim/px4telemetry.h"
 
 #include "sim/px4fillers.h"
+#include "sim/px4unknownmessages.h"
 #include "sim/telemetry.h"
 
 #include <algorithm>
@@ -46,10 +47,10 @@ const DefaultStream unasked[] = {
     {TIMESYNC::MSG_ID, 10, scaled},
     {VFR_HUD::MSG_ID, 10, scaled},
     {VIBRATION::MSG_ID, 0.5, scaled},
-    {Px4Fillers::LinkStatus, 1, scaled},
-    {Px4Fillers::TimeEstimate, 0.5, scaled},
-    {Px4Fillers::EventSequence, 0.33, scaled},
-    {Px4Fillers::AvailableModes, 0.5, scaled},
+    {Px4UnknownMessages::LinkStatus, 1, scaled},
+    {Px4UnknownMessages::TimeEstimate, 0.5, scaled},
+    {Px4UnknownMessages::EventSequence, 0.33, scaled},
+    {Px4UnknownMessages::AvailableModes, 0.5, scaled},
 };
 
 GPS_RAW_INT gps(const Aircraft &aircraft)
@@ -96,6 +97,32 @@ BATTERY_STATUS battery(const Aircraft &aircraft)
     return message;
 }
 
+/// Who controls it: 1 for the autopilot, -3 for nobody any more.
+OutgoingMessage gimbalManager(float controller)
+{
+    COMMAND_LONG message = {};
+    message.target_system = 1;
+    message.command = 1001;
+    message.param1 = controller;
+    message.param2 = controller;
+    message.param3 = -1;
+    message.param4 = -1;
+    return OutgoingMessage::from(message);
+}
+
+OutgoingMessage gimbalAngles()
+{
+    COMMAND_LONG message = {};
+    message.target_system = 1;
+    message.command = 1000;
+    message.param1 = NAN;
+    message.param2 = NAN;
+    message.param3 = NAN;
+    message.param4 = NAN;
+    message.param5 = 2; // back to neutral
+    return OutgoingMessage::from(message);
+}
+
 /// The messages that come only from some time on.
 bool isThere(quint32 id, const Aircraft &aircraft)
 {
@@ -132,31 +159,25 @@ std::optional<OutgoingMessage> Px4Telemetry::make(quint32 id, const Aircraft &ai
     if (!isThere(id, aircraft))
         return std::nullopt;
     switch (id) {
-    case GLOBAL_POSITION_INT::MSG_ID:
-        return OutgoingMessage::from(Telemetry::globalPosition(aircraft));
-    case LOCAL_POSITION_NED::MSG_ID:
-        return OutgoingMessage::from(Telemetry::localPosition(aircraft));
     case GPS_RAW_INT::MSG_ID:
         return OutgoingMessage::from(gps(aircraft));
-    case ATTITUDE::MSG_ID:
-        return OutgoingMessage::from(Telemetry::attitude(aircraft));
-    case SYSTEM_TIME::MSG_ID:
-        return OutgoingMessage::from(Telemetry::systemTime(aircraft));
     case DISTANCE_SENSOR::MSG_ID:
         return OutgoingMessage::from(distance(aircraft));
     case SYS_STATUS::MSG_ID:
         return OutgoingMessage::from(systemStatus(aircraft));
     case BATTERY_STATUS::MSG_ID:
         return OutgoingMessage::from(battery(aircraft));
-    case HOME_POSITION::MSG_ID:
-        return OutgoingMessage::from(Telemetry::homePosition(aircraft));
     case PARAM_VALUE::MSG_ID:
         return parameterToken();
     case AUTOPILOT_VERSION::MSG_ID:
         return version();
     default:
-        return Px4Fillers::make(id, aircraft);
+        break;
     }
+    if (auto filler = Px4Fillers::make(id, aircraft))
+        return filler;
+    const auto unknown = Px4UnknownMessages::make(id, aircraft);
+    return unknown ? unknown : Telemetry::make(id, aircraft);
 }
 
 OutgoingMessage Px4Telemetry::version()
@@ -171,24 +192,19 @@ OutgoingMessage Px4Telemetry::parameterToken()
 {
     PARAM_VALUE message = {};
     Telemetry::setText(&message.param_id, "CAL_BARO0_OFF");
+    message.param_value = 4.8828125F;
     message.param_type = 9; // a float
-    message.param_count = 1;
+    message.param_count = 879;
+    message.param_index = 43;
     return OutgoingMessage::from(message);
 }
 
 OutgoingMessage Px4Telemetry::event(quint32 number, const Aircraft &aircraft)
 {
-    return Px4Fillers::event(number, aircraft);
+    return Px4UnknownMessages::event(number, aircraft);
 }
 
-OutgoingMessage Px4Telemetry::gimbalCommand()
+QVector<OutgoingMessage> Px4Telemetry::gimbalCommands()
 {
-    COMMAND_LONG message = {};
-    message.target_system = 1;
-    message.command = 1001; // configure the gimbal manager
-    message.param1 = 1;
-    message.param2 = 1;
-    message.param3 = -1;
-    message.param4 = -1;
-    return OutgoingMessage::from(message);
+    return {gimbalManager(1), gimbalAngles(), gimbalManager(-3)};
 }

@@ -30,7 +30,7 @@ OutgoingMessage version();
 OutgoingMessage parameterToken();
 /// One of a message id that our dialects do not know.
 OutgoingMessage event(quint32 number, const Aircraft &aircraft);
-/// Not for a companion to answer.
-OutgoingMessage gimbalCommand();
+/// What it tells a gimbal before it lands. Not for a companion to answer.
+QVector<OutgoingMessage> gimbalCommands();
 
 } // namespace Px4Telemetry

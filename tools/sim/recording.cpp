@@ -6,10 +6,15 @@
 
 #include <QFileInfo>
 
+bool Recording::hasFrames(const QString &path)
+{
+    return path.endsWith(QLatin1String(".tlog"), Qt::CaseInsensitive);
+}
+
 std::unique_ptr<Recording> Recording::open(const QString &path, qint32 baud, QString *error)
 {
     std::unique_ptr<Recording> recording;
-    if (path.endsWith(QLatin1String(".tlog"), Qt::CaseInsensitive))
+    if (hasFrames(path))
         recording = std::make_unique<TlogRecording>(path);
     else
         recording = std::make_unique<RawRecording>(path, baud);

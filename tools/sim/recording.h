@@ -22,6 +22,9 @@ public:
             due; ///< Since the start of the replay. Never less than that of the piece before.
     };
 
+    /// Whether the pieces of such a file are frames.
+    static bool hasFrames(const QString &path);
+
     virtual ~Recording() = default;
     Recording(const Recording &) = delete;
     Recording &operator=(const Recording &) = delete;

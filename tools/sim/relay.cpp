@@ -18,6 +18,7 @@ struct Relay::Client
     FrameParser parser = {};
     HeardSources heard = {};
     mavlink::mavlink_status_t sent = {};
+    int framesSent = 0;
 };
 
 Relay::Relay(AutopilotKind autopilot, const LinkFaults::Settings &faults, TimeSource timeSource)
@@ -73,13 +74,13 @@ void Relay::addLink(Link *link, bool forwarding)
 void Relay::send(const OutgoingMessage &message, int client)
 {
     if (Client *to = findById(client))
-        write(message.toFrame(&to->sent), to);
+        write(encode(message, to), to);
 }
 
 void Relay::sendToAll(const OutgoingMessage &message)
 {
     for (const auto &client : clients)
-        write(message.toFrame(&client->sent), client.get());
+        write(encode(message, client.get()), client.get());
 }
 
 void Relay::sendBytes(const QByteArray &bytes, int client)
@@ -167,6 +168,20 @@ void Relay::sendRelayed(const QByteArray &frame, Client *to)
 {
     if (write(frame, to))
         ++count.relayed;
+}
+
+// Two threads of a real PX4 write to a link, and now and then a frame overtakes the one before.
+QByteArray Relay::encode(const OutgoingMessage &message, Client *to) const
+{
+    const int sent = ++to->framesSent;
+    const int place = sent % framesPerSwap;
+    int shift = 0;
+    if (kind == AutopilotKind::Px4 && sent >= framesPerSwap && place <= 1)
+        shift = place == 0 ? 1 : -1;
+    to->sent.current_tx_seq = static_cast<uint8_t>(to->sent.current_tx_seq + shift);
+    QByteArray frame = message.toFrame(&to->sent);
+    to->sent.current_tx_seq = static_cast<uint8_t>(to->sent.current_tx_seq - shift);
+    return frame;
 }
 
 bool Relay::write(const QByteArray &bytes, Client *to)

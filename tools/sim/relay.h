@@ -31,6 +31,8 @@ class Relay : public QObject, public Outbox
 
 public:
     static constexpr qint64 queueLimit = 256LL * 1024;
+    /// Of a PX4's own frames so many go to a client, and then two have each other's sequence number.
+    static constexpr int framesPerSwap = 30'000;
     /// Monotonic time. Tests bring their own.
     using TimeSource = std::function<ForwardingBuffer::Time()>;
 
@@ -85,6 +87,7 @@ private:
     bool passes(const ReceivedFrame &frame, const Client &from, const Client &to) const;
     void handOn(const QByteArray &frame, Client *to);
     void sendRelayed(const QByteArray &frame, Client *to);
+    QByteArray encode(const OutgoingMessage &message, Client *to) const;
     bool write(const QByteArray &bytes, Client *to);
     bool deliver(Client *to);
     bool writeOut(const QByteArray &bytes, Client *to);

@@ -19,17 +19,45 @@ bool ReplaySession::open()
 {
     if (!links.open(options.links, report))
         return false;
-    for (const auto &link : links.all()) {
-        connect(link.get(), &Link::clientJoined, &player, &Player::start);
-        connect(link.get(), &Link::finished, this, &ReplaySession::onLinkFinished);
-        player.addLink(link.get());
-    }
+    for (const auto &link : links.all())
+        addLink(link.get());
     return true;
+}
+
+void ReplaySession::addLink(Link *link)
+{
+    connect(link, &Link::clientJoined, this, &ReplaySession::start);
+    connect(link, &Link::finished, this, &ReplaySession::onLinkFinished);
+    if (options.faults.any())
+        link = makeFaulty(link);
+    played.append(link);
+    player.addLink(link);
+}
+
+Link *ReplaySession::makeFaulty(Link *link)
+{
+    const int clientsOfALink = 1 << 16; // whose faults have numbers of their own
+    const int first = static_cast<int>(badLinks.size()) * clientsOfALink;
+    const auto time = [this] { return sinceStart(); };
+    badLinks.push_back(std::make_unique<FaultyLink>(link, options.faults, first, time));
+    return badLinks.back().get();
+}
+
+void ReplaySession::start()
+{
+    if (!sinceFirstClient.isValid())
+        sinceFirstClient.start();
+    player.start();
+}
+
+SimTime ReplaySession::sinceStart() const
+{
+    return SimTime(sinceFirstClient.isValid() ? sinceFirstClient.nsecsElapsed() / 1000 : 0);
 }
 
 void ReplaySession::finishLinks()
 {
-    for (const auto &link : links.all())
+    for (Link *link : qAsConst(played))
         link->finish();
 }
 

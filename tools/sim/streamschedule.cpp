@@ -3,6 +3,12 @@
 
 #include <algorithm>
 
+namespace {
+
+constexpr double starvedShare = 0.5;
+
+} // namespace
+
 void StreamSchedule::setRate(quint32 id, double rateHz, SimTime now, Priority priority)
 {
     const double leastHz = 1e-6; // once in eleven days is never
@@ -31,7 +37,7 @@ QVector<quint32> StreamSchedule::takeDue(SimTime now)
         if (stream->due > now)
             continue;
         ids.append(stream.key());
-        const double rate = stream->rateHz * (stream->priority == Priority::Scaled ? factor : 1);
+        const double rate = stream->rateHz * shareOf(*stream, factor);
         stream->due = std::max(stream->due + fromSeconds(1 / rate), now);
     }
     return ids;
@@ -48,10 +54,24 @@ double StreamSchedule::scale() const
 {
     const double least = 0.01;
     double steady = 0;
+    double wanted = 0;
     double scaled = 0;
-    for (const Stream &stream : streams)
-        (stream.priority == Priority::Scaled ? scaled : steady) += stream.rateHz * stream.frameBytes;
-    if (budget <= 0 || steady + scaled <= budget)
+    for (const Stream &stream : streams) {
+        const double bytes = stream.rateHz * stream.frameBytes;
+        wanted += bytes;
+        if (stream.priority == Priority::Steady)
+            steady += bytes;
+        else
+            scaled += bytes * (stream.priority == Priority::Starved ? starvedShare : 1);
+    }
+    if (budget <= 0 || wanted <= budget)
         return 1;
-    return std::max(least, (budget - steady) / scaled);
+    return std::clamp((budget - steady) / scaled, least, 1.0);
+}
+
+double StreamSchedule::shareOf(const Stream &stream, double factor)
+{
+    if (stream.priority == Priority::Steady || factor == 1)
+        return 1;
+    return stream.priority == Priority::Starved ? factor * starvedShare : factor;
 }

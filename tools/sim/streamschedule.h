@@ -9,11 +9,11 @@
 /// Which messages an autopilot sends on one link, and when.
 ///
 /// A link has a budget. When what is wanted does not fit, the streams that may be slowed down all are, by the
-/// same factor, until it fits.
+/// same factor, until it fits. Starved ones then get half of that.
 class StreamSchedule
 {
 public:
-    enum class Priority { Steady, Scaled };
+    enum class Priority { Steady, Scaled, Starved };
 
     /// Bytes a second; 0 is without limit.
     explicit StreamSchedule(double budgetBytesPerSecond = 0)
@@ -42,6 +42,9 @@ private:
         int frameBytes = 40;
         SimTime due{0};
     };
+
+    /// A stream's share of its rate when the others have that much of theirs.
+    static double shareOf(const Stream &stream, double factor);
 
     double budget;
     QMap<quint32, Stream> streams;

@@ -172,3 +172,23 @@ Telemetry::GPS_GLOBAL_ORIGIN Telemetry::globalOrigin(const Aircraft &aircraft)
     message.time_usec = bootUs(aircraft);
     return message;
 }
+
+std::optional<OutgoingMessage> Telemetry::make(quint32 id, const Aircraft &aircraft)
+{
+    switch (id) {
+    case ATTITUDE::MSG_ID:
+        return OutgoingMessage::from(attitude(aircraft));
+    case GLOBAL_POSITION_INT::MSG_ID:
+        return OutgoingMessage::from(globalPosition(aircraft));
+    case LOCAL_POSITION_NED::MSG_ID:
+        return OutgoingMessage::from(localPosition(aircraft));
+    case SYSTEM_TIME::MSG_ID:
+        return OutgoingMessage::from(systemTime(aircraft));
+    case VFR_HUD::MSG_ID:
+        return OutgoingMessage::from(headUp(aircraft));
+    case HOME_POSITION::MSG_ID:
+        return OutgoingMessage::from(homePosition(aircraft));
+    default:
+        return std::nullopt;
+    }
+}

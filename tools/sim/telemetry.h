@@ -3,10 +3,12 @@
 
 #include "mavlink/mavlink.h"
 #include "sim/aircraft.h"
+#include "sim/outgoingmessage.h"
 
 #include <QByteArray>
 
 #include <algorithm>
+#include <optional>
 
 /// The messages that both makes of autopilot fill in the same way, from an aircraft that knows where it is.
 namespace Telemetry {
@@ -52,5 +54,8 @@ BATTERY_STATUS battery(const Aircraft &aircraft);
 VFR_HUD headUp(const Aircraft &aircraft);
 HOME_POSITION homePosition(const Aircraft &aircraft);
 GPS_GLOBAL_ORIGIN globalOrigin(const Aircraft &aircraft);
+
+/// One of those that need nothing more; nothing for another id.
+std::optional<OutgoingMessage> make(quint32 id, const Aircraft &aircraft);
 
 } // namespace Telemetry

@@ -102,10 +102,10 @@ struct Flight
         : Flight(settingsOf(kind))
     {}
 
-    explicit Flight(const SimulatedAutopilot::Settings &settings)
+    explicit Flight(const SimulatedAutopilot::Settings &settings, const SimulatedAutopilot::Line &line = {})
         : autopilot(settings, &outbox)
     {
-        autopilot.addClient(client, {});
+        autopilot.addClient(client, line);
     }
 
     static SimulatedAutopilot::Settings settingsOf(AutopilotKind kind)

@@ -58,6 +58,7 @@ private Q_SLOTS:
     void setPointDuringTheClimb_endsTheClimb();
     void velocity_isFlown_andHeldForThreeSeconds_thenBraked();
     void yawRate_isFlown();
+    void slowLine_slowsStreamsDown_andDistancesMost();
     void setPoint_doesNothingWhereItMust_data();
     void setPoint_doesNothingWhereItMust();
     void setPointThatIsNoVelocity_isIgnored_data();
@@ -465,6 +466,21 @@ void TestArduPilotManner::distance_isZeroOnTheGround_andLongerWhenLeaning()
     QVERIFY(qAbs(above - 1500) < 20);
     flight.fly(0, 3, 0, 0, 0.6);
     QVERIFY(flight.outbox.all<DISTANCE_SENSOR>().last().current_distance > above + 30);
+}
+
+// Recorded on such a line: 9.2 Hz of the 10 asked for, of distances 4.9.
+void TestArduPilotManner::slowLine_slowsStreamsDown_andDistancesMost()
+{
+    Flight flight(Flight::settingsOf(AutopilotKind::ArduPilot), {true, 57600});
+    flight.run(45);
+    for (const quint8 stream : {6, 10, 2, 12})
+        requestStream(&flight, stream, 10);
+    flight.outbox.sent.clear();
+    flight.run(100);
+    const double attitudes = flight.outbox.count(ATTITUDE::MSG_ID) / 100.0;
+    const double distances = flight.outbox.count(DISTANCE_SENSOR::MSG_ID) / 100.0;
+    QVERIFY2(qAbs(attitudes - 9.2) < 0.4, qPrintable(QString::number(attitudes)));
+    QVERIFY2(qAbs(distances - 4.9) < 0.4, qPrintable(QString::number(distances)));
 }
 
 QTEST_GUILESS_MAIN(TestArduPilotManner)

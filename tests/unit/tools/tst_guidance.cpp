@@ -13,6 +13,8 @@ private Q_SLOTS:
     void init();
     void takeOff_climbsToItsHeight_andHoldsThere();
     void takeOff_waitsForTheMotors();
+    void takeOff_isSlowNearTheGround();
+    void fly_fallsShortAtFirst();
     void hold_brakesAndStays_inWind();
     void fly_isBounded();
     void land_endsOnTheGround();
@@ -56,6 +58,35 @@ void TestGuidance::takeOff_waitsForTheMotors()
     QVERIFY(vehicle.state().landed);
     run(0.3);
     QVERIFY(!vehicle.state().landed);
+}
+
+void TestGuidance::takeOff_isSlowNearTheGround()
+{
+    Guidance::Limits limits;
+    limits.slowClimb = 1;
+    limits.slowClimbBelow = 10;
+    guidance = Guidance(limits);
+    guidance.takeOff(30, vehicle.state());
+    run(8);
+    QVERIFY(height() < 10);
+    QVERIFY(qAbs(vehicle.state().velocity.z + 1) < 0.05);
+    run(8);
+    QVERIFY(height() > 12);
+    QVERIFY(qAbs(vehicle.state().velocity.z + limits.climb) < 0.1);
+}
+
+void TestGuidance::fly_fallsShortAtFirst()
+{
+    Guidance::Limits limits;
+    limits.shortfall = 0.25;
+    guidance = Guidance(limits);
+    guidance.takeOff(10, vehicle.state());
+    run(12);
+    guidance.fly({{4, 0, 0}, 0});
+    run(3);
+    QVERIFY(qAbs(vehicle.state().velocity.x - 3.1) < 0.25);
+    run(40);
+    QVERIFY(qAbs(vehicle.state().velocity.x - 4) < 0.05);
 }
 
 void TestGuidance::hold_brakesAndStays_inWind()

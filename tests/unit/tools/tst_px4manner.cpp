@@ -52,6 +52,9 @@ private Q_SLOTS:
     void offBoard_isRefusedWithoutSetPoints();
     void offBoard_fliesSetPoints();
     void offBoard_isLostASecondAfterTheLastSetPoint();
+    void offBoard_isBackWithTheSetPoints();
+    void offBoard_lostAndLanded_cannotBeArmedWithoutSetPoints();
+    void landing_tellsTheGimbal();
     void return_landsAtHome_andDisarms();
     void modeByCommand_isAcknowledgedTwice();
     void arming_isRefusedUntilReady();
@@ -146,6 +149,9 @@ void TestPx4Manner::offBoard_fliesSetPoints()
     enterOffBoard(&flight);
     flight.fly(0, -2, 0, 0, 5);
     QCOMPARE(int(flight.heartbeat().base_mode), 145);
+    const double speed = -flight.vehicle().velocity.y;
+    QVERIFY2(speed > 1.6 && speed < 1.9, qPrintable(QString::number(speed)));
+    flight.fly(0, -2, 0, 0, 40);
     QVERIFY(qAbs(flight.vehicle().velocity.y + 2) < 0.05);
 }
 
@@ -158,8 +164,51 @@ void TestPx4Manner::offBoard_isLostASecondAfterTheLastSetPoint()
     flight.run(0.03);
     QCOMPARE(flight.heartbeat().custom_mode, returning);
     QCOMPARE(int(flight.heartbeat().base_mode), 157);
+    QCOMPARE(int(flight.heartbeat().system_status), 5);
+}
+
+void TestPx4Manner::offBoard_isBackWithTheSetPoints()
+{
+    Flight flight(AutopilotKind::Px4);
+    enterOffBoard(&flight);
+    flight.run(1.1);
+    QCOMPARE(flight.heartbeat().custom_mode, returning);
+    flight.fly(1, 0, 0, 0, 1);
+    QCOMPARE(flight.heartbeat().custom_mode, offBoard);
+    QCOMPARE(int(flight.heartbeat().system_status), 4);
+    flight.setMode(returning);
     flight.fly(1, 0, 0, 0, 1);
     QCOMPARE(flight.heartbeat().custom_mode, returning);
+}
+
+void TestPx4Manner::offBoard_lostAndLanded_cannotBeArmedWithoutSetPoints()
+{
+    Flight flight(AutopilotKind::Px4);
+    enterOffBoard(&flight);
+    flight.run(90);
+    QVERIFY(!flight.autopilot.state().armed);
+    QCOMPARE(int(flight.heartbeat().base_mode), 17);
+    QCOMPARE(int(flight.heartbeat().system_status), 0);
+    QCOMPARE(flight.arm(), 1);
+    flight.setPoint(0, 0, 0);
+    QCOMPARE(int(flight.heartbeat().system_status), 3);
+    QCOMPARE(flight.arm(), 0);
+}
+
+void TestPx4Manner::landing_tellsTheGimbal()
+{
+    Flight flight(AutopilotKind::Px4);
+    takeOff(&flight);
+    flight.run(15);
+    flight.outbox.sent.clear();
+    flight.setMode(Px4Manner::Land);
+    QList<int> commands;
+    for (const COMMAND_LONG &command : flight.outbox.all<COMMAND_LONG>()) {
+        QCOMPARE(int(command.target_system), 1);
+        QCOMPARE(int(command.target_component), 0);
+        commands.append(command.command);
+    }
+    QCOMPARE(commands, (QList<int>{1001, 1000, 1001}));
 }
 
 void TestPx4Manner::return_landsAtHome_andDisarms()
@@ -171,6 +220,7 @@ void TestPx4Manner::return_landsAtHome_andDisarms()
     QVERIFY(flight.vehicle().landed);
     QVERIFY(!flight.autopilot.state().armed);
     QVERIFY(std::hypot(flight.vehicle().position.x, flight.vehicle().position.y) < 1);
+    flight.setMode(Px4Manner::Loiter);
     QCOMPARE(flight.arm(), 0);
 }
 

@@ -47,6 +47,7 @@ private Q_SLOTS:
     void px4_sendsWithTheNextRound();
     void px4_losesWhatFindsItsBufferFull();
     void px4_roundsComeByThemselves();
+    void px4_swapsSequenceNumbersNowAndThen();
     void lineWithLatency_bringsFramesLate();
 
 private:
@@ -266,6 +267,20 @@ void TestRelay::px4_roundsComeByThemselves()
     hostLink.receive(Frames::extension(host, 0));
     const qint64 relayedBefore = relay->counters().relayed;
     QTRY_COMPARE_WITH_TIMEOUT(relay->counters().relayed, relayedBefore + 1, 60'000);
+}
+
+void TestRelay::px4_swapsSequenceNumbersNowAndThen()
+{
+    start(AutopilotKind::Px4);
+    const OutgoingMessage message = OutgoingMessage::from(mavlink::minimal::msg::HEARTBEAT{});
+    for (int i = 0; i < Relay::framesPerSwap + 10; ++i)
+        relay->send(message, 0);
+    const QList<QByteArray> sent = hostLink.take();
+    QMap<int, int> steps;
+    for (int i = 1; i < sent.size(); ++i)
+        ++steps[(quint8(sent[i][4]) - quint8(sent[i - 1][4])) & 0xff];
+    QCOMPARE(steps, (QMap<int, int>{{1, int(sent.size()) - 4}, {2, 2}, {255, 1}}));
+    QCOMPARE(int(quint8(sent.last()[4])), (sent.size() - 1) & 0xff);
 }
 
 void TestRelay::lineWithLatency_bringsFramesLate()

@@ -13,6 +13,7 @@ private Q_SLOTS:
     void autopilot_isTaken_withForwardingOnTheFirstLink();
     void vehicleOptions_areTaken();
     void faults_areTaken();
+    void faults_areTakenForARecording();
     void forward_addsTheLinksItNames();
     void help_andVersion_needNothingElse();
     void wrongArguments_areRefused_data();
@@ -110,6 +111,21 @@ void TestSimOptions::faults_areTaken()
     QCOMPARE(faults.seed, 9U);
 }
 
+void TestSimOptions::faults_areTakenForARecording()
+{
+    QString error;
+    const auto frames =
+        parse(QStringLiteral("--replay a.TLOG --link pty:a --loss 0.1 --corrupt 0.2 --seed 3"), &error);
+    QVERIFY2(frames, qPrintable(error));
+    QCOMPARE(frames->faults.loss, 0.1);
+    QCOMPARE(frames->faults.corruption, 0.2);
+    QCOMPARE(frames->faults.seed, 3U);
+    const auto bytes =
+        parse(QStringLiteral("--replay a.raw --link pty:a --latency 100 --stall 1@2 --seed 3"), &error);
+    QVERIFY2(bytes, qPrintable(error));
+    QCOMPARE(bytes->faults.latency, SimTime(100'000));
+}
+
 void TestSimOptions::forward_addsTheLinksItNames()
 {
     QString error;
@@ -162,7 +178,6 @@ void TestSimOptions::wrongArguments_areRefused_data()
     QTest::newRow("two autopilots") << px4 + QStringLiteral("--autopilot ardupilot") << "one autopilot";
     QTest::newRow("boot delay of a recording") << good + QStringLiteral("--boot-delay 3") << "--boot-delay";
     QTest::newRow("wind of a recording") << good + QStringLiteral("--wind 3@90") << "--wind";
-    QTest::newRow("seed of a recording") << good + QStringLiteral("--seed 3") << "--seed";
     QTest::newRow("boot delay below 0") << px4 + QStringLiteral("--boot-delay=-1") << "\"-1\"";
     QTest::newRow("boot delay no number") << px4 + QStringLiteral("--boot-delay nan") << "\"nan\"";
     QTest::newRow("boot delay of days") << px4 + QStringLiteral("--boot-delay 1e6") << "\"1e6\"";
@@ -174,7 +189,9 @@ void TestSimOptions::wrongArguments_areRefused_data()
     QTest::newRow("latency below 0") << px4 + QStringLiteral("--latency=-5") << "\"-5\"";
     QTest::newRow("stall without a begin") << px4 + QStringLiteral("--stall 5") << "\"5\"";
     QTest::newRow("stall no numbers") << px4 + QStringLiteral("--stall nan@inf") << "\"nan@inf\"";
-    QTest::newRow("loss of a recording") << good + QStringLiteral("--loss 0.1") << "--loss";
+    const QString raw = QStringLiteral("--replay a.raw --link tcp:localhost:0 ");
+    QTest::newRow("loss of bytes") << raw + QStringLiteral("--loss 0.1") << "--loss wants frames";
+    QTest::newRow("corruption of bytes") << raw + QStringLiteral("--corrupt 0.1") << "--corrupt wants frames";
     QTest::newRow("seed below 0") << px4 + QStringLiteral("--seed=-1") << "\"-1\"";
     QTest::newRow("loop of an autopilot") << px4 + QStringLiteral("--loop") << "--loop";
     QTest::newRow("forwarding of another link") << px4 + QStringLiteral("--forward pty:b") << "pty:b";

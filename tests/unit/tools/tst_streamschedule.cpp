@@ -31,6 +31,7 @@ private Q_SLOTS:
     void sameRateAgain_doesNotStartAnew();
     void lateStreams_areNotMadeUpFor();
     void budget_scalesStreams_butSteadyOnes();
+    void budget_leavesStarvedStreamsHalfOfIt();
     void frameSizes_count();
     void changedRate_keepsThePriority();
 };
@@ -89,6 +90,22 @@ void TestStreamSchedule::budget_scalesStreams_butSteadyOnes()
     QCOMPARE(counts[1], 1000);
     QVERIFY(qAbs(counts[2] - 500) <= 1);
     QVERIFY(qAbs(counts[3] - 1000) <= 1);
+}
+
+void TestStreamSchedule::budget_leavesStarvedStreamsHalfOfIt()
+{
+    StreamSchedule schedule(1000);
+    schedule.setRate(1, 40, 0s);
+    schedule.setRate(2, 20, 0s, StreamSchedule::Priority::Starved);
+    for (const quint32 id : {1, 2})
+        schedule.noteFrameSize(id, 40);
+    QCOMPARE(schedule.scale(), 0.5);
+    const QMap<quint32, int> counts = run(&schedule, 0s, 100s);
+    QVERIFY(qAbs(counts[1] - 2000) <= 1);
+    QVERIFY(qAbs(counts[2] - 500) <= 1);
+    schedule.setRate(1, 10, 100s);
+    schedule.setRate(2, 10, 100s, StreamSchedule::Priority::Starved);
+    QCOMPARE(run(&schedule, 100s, 200s)[2], 1000);
 }
 
 void TestStreamSchedule::frameSizes_count()
