@@ -22,6 +22,20 @@ def host(hosts, link, autopilot):
     return started
 
 
+COPTER_GUIDED, COPTER_LOITER, PX4_HOLD, PX4_OFFBOARD = 4, 5, 4 << 16 | 3 << 24, 6 << 16
+TAKEN_OVER = "an operator or a failsafe has taken the vehicle over"
+
+
+def mode(kind, custom_mode: int, base_mode: int = ARMED):
+    message = heartbeat(kind, base_mode)
+    message.custom_mode = custom_mode
+    return message
+
+
+def hints(host) -> list[str]:
+    return [record["message"] for record in host.records if record.get("event") == "hint"]
+
+
 def detect(host, autopilot, kind=ARDUPILOT, base_mode=DISARMED) -> None:
     autopilot.send(heartbeat(kind, base_mode))
     host.wait_for("virtualStick.statusChanged", lambda status: status["armed"] == bool(base_mode & ARMED))
@@ -69,6 +83,17 @@ def test_vehicle_that_does_not_arm_ends_the_script(host, autopilot):
     host.write_line("arm 0.5")
     assert host.wait_for_end() == 5
     assert "noflailsten-host: script line 1: the vehicle did not arm" in host.log_lines
+
+
+def test_vehicle_that_does_not_arm_says_why(host, autopilot):
+    detect(host, autopilot)
+    host.write_line("arm 5")
+    autopilot.receive("COMMAND_LONG")
+    autopilot.send(mavlink.MAVLink_statustext_message(6, b"EKF3 waiting for GPS"))
+    autopilot.send(mavlink.MAVLink_statustext_message(2, b"PreArm: Need Position Estimate"))
+    autopilot.send(mavlink.MAVLink_statustext_message(6, b"Still here"))
+    host.wait_for_log("script line 1: the vehicle did not arm; it says: PreArm: Need Position Estimate")
+    assert host.wait_for_end() == 5
 
 
 @pytest.mark.parametrize(
@@ -141,6 +166,58 @@ def test_link_that_is_lost_in_flight_ends_the_script(host, autopilot):
     assert not [record for record in host.records if record.get("event") == "hover"]
 
 
+@pytest.mark.parametrize(
+    ("kind", "ours", "theirs"),
+    [(ARDUPILOT, COPTER_GUIDED, COPTER_LOITER), (PX4, PX4_OFFBOARD, PX4_HOLD)],
+    ids=["ArduPilot", "PX4"],
+)
+def test_vehicle_that_is_taken_over_is_left_alone(host, autopilot, kind, ours, theirs):
+    """The guided bit says nothing: an ArduPilot keeps it in loiter, a PX4 sets it then."""
+    autopilot.send(mode(kind, theirs, ARMED | GUIDED))
+    host.wait_for("virtualStick.statusChanged")
+    host.write_line("control")
+    autopilot.receive("SET_MODE")
+    host.write_line("velocity 3 0 0 0 60")
+    autopilot.receive("SET_POSITION_TARGET_LOCAL_NED", lambda m: m.vx == 3)
+    autopilot.send(mode(kind, ours))
+    autopilot.receive("SET_POSITION_TARGET_LOCAL_NED", lambda m: m.vx == 3)
+    autopilot.send(mode(kind, theirs, ARMED | GUIDED))
+    host.wait_for_record(lambda r: r.get("event") == "hint" and "taken it over" in r["message"])
+    host.wait_for_log(f"script line 2: {TAKEN_OVER}")
+    host.wait_for_event("stopped")
+    autopilot.link.close()
+    assert host.wait_for_end() == 5
+    assert sum("taken it over" in hint for hint in hints(host)) == 1
+    assert not [record for record in host.records if record.get("event") == "hover"]
+
+
+def test_vehicle_taken_over_between_two_velocities_is_left_alone(host, autopilot):
+    detect(host, autopilot, base_mode=ARMED)
+    autopilot.send(mode(ARDUPILOT, COPTER_GUIDED))
+    host.write_line("wait-for inGuidedMode=true")
+    host.write_line("velocity 3 0 0 0")
+    autopilot.receive("SET_POSITION_TARGET_LOCAL_NED", lambda m: m.vx == 3)
+    autopilot.send(mode(ARDUPILOT, COPTER_LOITER))
+    host.write_line("wait-for inGuidedMode=false")
+    host.write_line("velocity 2 0 0 0")
+    host.wait_for_log(f"script line 4: {TAKEN_OVER}")
+    autopilot.link.close()
+    assert host.wait_for_end() == 5
+
+
+def test_control_flies_a_vehicle_that_was_taken_over(host, autopilot):
+    detect(host, autopilot, base_mode=ARMED)
+    autopilot.send(mode(ARDUPILOT, COPTER_GUIDED))
+    host.write_line("wait-for inGuidedMode=true")
+    host.write_line("velocity 3 0 0 0")
+    autopilot.receive("SET_POSITION_TARGET_LOCAL_NED", lambda m: m.vx == 3)
+    autopilot.send(mode(ARDUPILOT, COPTER_LOITER))
+    host.wait_for_event("hint")
+    host.write_line("control")
+    host.write_line("velocity 2 0 0 0")
+    autopilot.receive("SET_POSITION_TARGET_LOCAL_NED", lambda m: m.vx == 2)
+
+
 def test_host_that_has_not_flown_stops_nothing(host, autopilot):
     detect(host, autopilot, base_mode=ARMED | GUIDED)
     host.write_line("control")
@@ -153,8 +230,11 @@ def test_host_that_has_not_flown_stops_nothing(host, autopilot):
 @pytest.mark.parametrize(
     ("line", "code", "complaint"),
     [
-        ("velocity nan 0 0 0", 1, "expected velocity NORTH EAST DOWN YAWRATE"),
-        ("velocity 5000 0 0 0", 1, "at most 30 m/s"),
+        ("velocity nan 0 0 0", 1, "nan is not a finite number"),
+        ("velocity 5000 0 0 0", 1, "5000 is too fast, at most 30 m/s"),
+        ("velocity 1 0 0", 1, "4 or 5 numbers, not 3"),
+        ("wait-for altitude.valeu>14", 1, "altitude has no field valeu; there are value, status, time"),
+        ("set MAV SYSTEM_ID two", 1, "MAV/SYSTEM_ID is a whole number from 0 to 65535, not two"),
         ("fly away", 1, "unknown command fly"),
         ("wait-for roll=99 0.2", 5, "wait-for roll=99: timed out"),
     ],

@@ -359,6 +359,23 @@ def test_watch_as_text_shortens_long_payloads(tcp_peer, bin_dir, environment):
     assert lines[2].startswith("2 payloads, 107 bytes in ")
 
 
+def test_watch_as_text_words_what_people_read(tcp_peer, bin_dir, environment):
+    command = [bin_dir / "noflailsten-ground", "--connect", address(tcp_peer.link), "watch", "-c", "4"]
+    text = "grün"
+    with subprocess.Popen(command, env=environment, stdout=subprocess.PIPE, text=True) as process:
+        tcp_peer.meet()
+        tcp_peer.wait_for(lambda: bool(tcp_peer.heard))
+        tcp_peer.send(*onboard.payload_frames(Payload(7, 9, 8, text.encode())))
+        tcp_peer.send(*onboard.payload_frames(Payload(8, 9, 8, b"x" * 33)))
+        tcp_peer.send(*onboard.payload_frames(Payload(9, 9, 8, b"a\x1b[2J")))
+        tcp_peer.send(*onboard.payload_frames(Payload(10, 1, 4, ALTIMETER[:-1] + b"\x04")))
+        lines = process.communicate(timeout=TIMEOUT)[0].splitlines()
+    assert lines[0].endswith(f' 5 bytes: {text.encode().hex()} "{text}"')
+    assert lines[1].endswith(f' 33 bytes: {"78" * 32}… "{"x" * 32}…"')
+    assert lines[2].endswith(" 5 bytes: 611b5b324a")
+    assert lines[3].endswith(" altimeter 1.5 m, status 4: no reading yet")
+
+
 # Send
 
 

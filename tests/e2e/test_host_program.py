@@ -101,6 +101,8 @@ def test_without_a_configuration_it_is_told_how_to_be_used(run):
         ("--duration", "-1"),
         ("--set", "MAV"),
         ("--set", "MAV/SYSTEM_ID"),
+        ("--set", "MAV/SYSTEM_ID=two"),
+        ("--set", "MAV/V2_EXTENSION=yes"),
         ("extra",),
     ],
     ids=" ".join,
@@ -289,6 +291,12 @@ def script_file(folder: Path, *lines: str) -> Path:
         "wait -1",
         "wait-for",
         "wait-for noSuchSignal",
+        "wait-for altitude.valeu>1",
+        "wait-for altitude>1",
+        "wait-for roll.value>1",
+        "wait-for satellites.count>1",
+        "set MAV SYSTEM_ID two",
+        "set MAV V2_EXTENSION yes",
         "set MAV SYSTEM_ID",
         "set FOO BAR 1",
         "text",
@@ -371,6 +379,18 @@ def test_a_value_seen_before_counts(hosts, link, autopilot):
     assert host.wait_for("textToGround") == {"text": "seen", "type": 0}
 
 
+def test_satellites_are_waited_for(hosts, link, autopilot):
+    host = hosts.start(link, "--script", "-")
+    autopilot.meet(host)
+    host.write_line("wait-for satellites>9")
+    host.write_line("text enough")
+    autopilot.send(gps_raw(3, satellites=9), attitude(0.5))
+    host.wait_for("yaw")
+    assert host.values("textToGround") == []
+    autopilot.send(gps_raw(3, satellites=10))
+    host.wait_for("textToGround", lambda text: text["text"] == "enough")
+
+
 def test_the_status_command_says_what_is_known(hosts, link, autopilot):
     host = hosts.start(link, "--script", "-")
     autopilot.meet(host)
@@ -399,5 +419,22 @@ def test_quiet_prints_nothing_on_stdout(bin_dir, environment, tmp_path):
     quiet.wait_for_log("PX4 Detected")
     quiet.ask_to_end()
     link.close()
+    assert quiet.wait_for_end() == DONE
+    assert quiet.records == []
+
+
+def test_quiet_tells_of_the_link_on_stderr(bin_dir, environment, tmp_path):
+    link = TcpLink()
+    address = f"tcp:127.0.0.1:{link.settings['MAV/BAUD_RATE']}"
+    config = write_config(tmp_path / "host.ini", link.settings)
+    quiet = JsonProcess([bin_dir / "noflailsten-host", "--config", config, "--quiet"], environment)
+    Autopilot(link).meet(quiet)
+    quiet.wait_for_log(f"noflailsten-host: link open: {address}")
+    link.close()
+    quiet.wait_for_log("noflailsten-host: link lost: ")
+    quiet.wait_for_log(
+        f"noflailsten-host: link failed: {address} did not open: Connection refused, next try in "
+    )
+    quiet.ask_to_end()
     assert quiet.wait_for_end() == DONE
     assert quiet.records == []

@@ -13,6 +13,9 @@ import time
 import pytest
 from conftest import write_config
 from jsonprocess import TIMEOUT
+from links import TcpLink
+
+from autopilot import Autopilot
 
 ROWS, COLUMNS = 40, 120
 
@@ -42,6 +45,10 @@ class Terminal:
 
     def wait_for(self, text: str) -> None:
         """What is waited for comes after what was waited for before."""
+        self.take_until(text)
+
+    def take_until(self, text: str) -> str:
+        """What was written before the text since the last one that was waited for."""
         deadline = time.monotonic() + TIMEOUT
         while text not in self.written:
             left = deadline - time.monotonic()
@@ -49,7 +56,8 @@ class Terminal:
                 left > 0 and select.select([self.master], [], [], left)[0]
             ), f"no '{text}': {self.written!r}"
             self.written += os.read(self.master, 65536).decode(errors="replace")
-        self.written = self.written.split(text, 1)[1]
+        taken, self.written = self.written.split(text, 1)
+        return taken
 
     def wait_for_end(self) -> int:
         deadline = time.monotonic() + TIMEOUT
@@ -70,10 +78,10 @@ class Terminal:
 def start(bin_dir, environment, tmp_path):
     started = []
     environment = {**environment, "XDG_STATE_HOME": str(tmp_path / "state")}
-    settings = {"MAV/CONNECTION_TYPE": "UART", "MAV/SERIAL_DEVICE": tmp_path / "no-device"}
-    config = write_config(tmp_path / "host.ini", settings)
+    no_device = {"MAV/CONNECTION_TYPE": "UART", "MAV/SERIAL_DEVICE": tmp_path / "no-device"}
 
-    def start(*arguments) -> Terminal:
+    def start(*arguments, settings=no_device) -> Terminal:
+        config = write_config(tmp_path / "host.ini", settings)
         terminal = Terminal([bin_dir / "noflailsten-host", "--config", config, *arguments], environment)
         started.append(terminal)
         terminal.wait_for("> ")
@@ -90,6 +98,40 @@ def test_words_are_completed(start, arguments):
     terminal.type("set MA\tV2\ttrue\r")
     terminal.wait_for("MAV/V2_EXTENSION=true")
     terminal.type("qu\t\r")
+    assert terminal.wait_for_end() == 0
+
+
+@pytest.mark.parametrize(
+    ("arguments", "words"),
+    [((), "send  set  status  subscribe\x1b8"), (("--quiet",), "send       set        status     subscribe")],
+    ids=["live", "quiet"],
+)
+def test_second_tab_lists_the_words(start, arguments, words):
+    """In the live view above the prompt, whose row does not scroll."""
+    terminal = start(*arguments)
+    terminal.type("s\t\t")
+    terminal.wait_for(words)
+    terminal.type("et MAV SYSTEM_ID 9\r")
+    terminal.wait_for("MAV/SYSTEM_ID=9")
+    terminal.type("quit\r")
+    assert terminal.wait_for_end() == 0
+
+
+def test_lost_link_shows_in_the_table_with_its_reason(start):
+    link = TcpLink()
+    terminal = start(settings=link.settings)
+    autopilot = Autopilot(link)
+    link.take_client(TIMEOUT)
+    autopilot.send_heartbeat()
+    terminal.wait_for("heard  ")
+    link.interrupt()
+    link.close()
+    terminal.wait_for("did not open: Connection refused, next try in ")
+    terminal.wait_for("no link")
+    table = terminal.take_until("no link")
+    assert "Autopilot" in table
+    assert "heard" not in table
+    terminal.type("quit\r")
     assert terminal.wait_for_end() == 0
 
 

@@ -2,6 +2,7 @@
 #include "ground/groundreport.h"
 
 #include "common/jsonline.h"
+#include "common/payloadwords.h"
 #include "ground/altimeterreading.h"
 
 #include <QDateTime>
@@ -11,7 +12,7 @@
 
 namespace {
 
-constexpr int ShownBytes = 32; // of a payload, in the text view
+constexpr int ShownBytes = 32; // of a payload, in the text view; as many characters if it is a text
 
 void writeLine(std::FILE *stream, const QString &text)
 {
@@ -45,14 +46,26 @@ int number(PayloadId id)
     return static_cast<int>(id);
 }
 
+QString cut(const QString &text, int length)
+{
+    return text.size() > length ? text.left(length) + QStringLiteral("…") : text;
+}
+
+QString altimeterText(const AltimeterStatus &status)
+{
+    const QString number =
+        QStringLiteral("altimeter %1 m, status %2").arg(static_cast<double>(status.value)).arg(status.status);
+    const QString words = PayloadWords::rangeStatus(status.status); // the number again if it has none
+    return number.endsWith(words) ? number : number + QLatin1String(": ") + words;
+}
+
 QString contentText(const CompletePayload &payload)
 {
     if (const auto status = readAltimeterStatus(payload))
-        return QStringLiteral("altimeter %1 m, status %2")
-            .arg(static_cast<double>(status->value))
-            .arg(status->status);
-    const QString shown = hex(payload.data.left(ShownBytes));
-    return payload.data.size() > ShownBytes ? shown + QStringLiteral("…") : shown;
+        return altimeterText(*status);
+    const QString shown = cut(hex(payload.data), 2 * ShownBytes);
+    const auto text = PayloadWords::text(payload.data);
+    return text ? shown + QStringLiteral(" \"%1\"").arg(cut(*text, ShownBytes)) : shown;
 }
 
 QJsonValue altimeterJson(const CompletePayload &payload)

@@ -5,10 +5,11 @@
 
 namespace {
 
-QString longestName(const QString &text, const QStringList &knownSignals)
+QString longestName(const QString &text, const KnownSignals &knownSignals)
 {
     QString longest;
-    for (const QString &name : knownSignals) {
+    const QStringList names = knownSignals.keys();
+    for (const QString &name : names) {
         const bool ends =
             text.size() == name.size() ||
             (text.size() > name.size() && QStringLiteral(".=<>").contains(text.at(name.size())));
@@ -72,6 +73,66 @@ bool equalOther(const QCborValue &seen, const QString &value)
     return seen.isNull() && value == QLatin1String("null");
 }
 
+QString fieldNames(const QCborMap &record)
+{
+    QStringList names;
+    for (const auto &field : record)
+        names.append(field.first.toString());
+    return names.join(QLatin1String(", "));
+}
+
+/// Steps into the value that a path of fields leads to. @return what is wrong with the path.
+QString follow(const QStringList &path, QString name, QCborValue &value)
+{
+    for (const QString &field : path) {
+        if (!value.isMap())
+            return QStringLiteral("%1 has no fields").arg(name);
+        if (!value.toMap().contains(field))
+            return QStringLiteral("%1 has no field %2; there are %3")
+                .arg(name, field, fieldNames(value.toMap()));
+        value = value.toMap().value(field);
+        name += QLatin1Char('.') + field;
+    }
+    return QString();
+}
+
+bool isBool(const QString &text)
+{
+    return equalBool(true, text) || equalBool(false, text);
+}
+
+/// Why a value of this form can never fulfil the condition; empty if it can.
+QString mismatch(const Condition &condition, const QCborValue &form)
+{
+    const bool equal = condition.comparison == Condition::Comparison::Equal;
+    const bool isNull = equal && condition.value == QLatin1String("null"); // not a finite number
+    if (form.isMap())
+        return QStringLiteral("has the fields %1: name one").arg(fieldNames(form.toMap()));
+    if ((form.isInteger() || form.isDouble()) && !isNumber(condition.value) && !isNull)
+        return QStringLiteral("is a number, never %1").arg(condition.value);
+    if (form.isBool() && !(equal && isBool(condition.value)))
+        return QStringLiteral("is true or false");
+    if (form.isString() && !equal)
+        return QStringLiteral("is a text");
+    return QString();
+}
+
+/// What the text after the signal's name says; nothing is said of a form that is not known.
+QString check(const Condition &condition, const KnownSignals &knownSignals)
+{
+    QCborValue form = knownSignals.value(condition.signal);
+    if (form.isUndefined())
+        return QString();
+    QString mistake = follow(condition.fields, condition.signal, form);
+    if (!mistake.isEmpty() || condition.comparison == Condition::Comparison::Seen)
+        return mistake;
+    mistake = mismatch(condition, form);
+    if (!mistake.isEmpty())
+        mistake.prepend((QStringList(condition.signal) + condition.fields).join(QLatin1Char('.')) +
+                        QLatin1Char(' '));
+    return mistake;
+}
+
 } // namespace
 
 bool Condition::isMetBy(const QCborValue &signalValue) const
@@ -88,7 +149,7 @@ bool Condition::isMetBy(const QCborValue &signalValue) const
     return comparison == Comparison::Equal && equalOther(seen, value);
 }
 
-std::optional<Condition> Condition::parse(const QString &text, const QStringList &knownSignals,
+std::optional<Condition> Condition::parse(const QString &text, const KnownSignals &knownSignals,
                                           QString &error)
 {
     Condition condition;
@@ -113,6 +174,6 @@ std::optional<Condition> Condition::parse(const QString &text, const QStringList
              !isNumber(condition.value))
         error = QStringLiteral("a number is missing in %1").arg(text);
     else
-        return condition;
-    return std::nullopt;
+        error = check(condition, knownSignals);
+    return error.isEmpty() ? std::make_optional(condition) : std::nullopt;
 }

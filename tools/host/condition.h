@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "host/knownsignals.h"
+
 #include <QCborValue>
 #include <QString>
 #include <QStringList>
@@ -21,8 +23,9 @@ struct Condition
     /// booleans are compared as such; values that cannot be compared do not fulfil it.
     bool isMetBy(const QCborValue &signalValue) const;
 
-    /// Reads a condition; of the known names the longest that fits is the signal.
+    /// Reads a condition; of the known names the longest that fits is the signal. What a value of that
+    /// signal's form can never fulfil is a mistake.
     /// @return nothing, with one line that says why in `error`, if the text is no condition.
-    static std::optional<Condition> parse(const QString &text, const QStringList &knownSignals,
+    static std::optional<Condition> parse(const QString &text, const KnownSignals &knownSignals,
                                           QString &error);
 };

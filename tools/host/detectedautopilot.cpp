@@ -13,7 +13,7 @@ DetectedAutopilot::DetectedAutopilot(IAutopilotPlugin *plugin)
 
 bool DetectedAutopilot::mayHaveSent(const mavlink::mavlink_message_t &message) const
 {
-    return kind == MAV_AUTOPILOT::INVALID || (message.sysid == systemId && message.compid == componentId);
+    return !isDetected() || (message.sysid == systemId && message.compid == componentId);
 }
 
 void DetectedAutopilot::onMessage(const mavlink::mavlink_message_t &message)

@@ -17,6 +17,7 @@ public:
     /// Never detects anything if the plugin is not a MavAutopilot.
     explicit DetectedAutopilot(IAutopilotPlugin *plugin);
 
+    bool isDetected() const { return kind != mavlink::minimal::MAV_AUTOPILOT::INVALID; }
     bool isPx4() const { return kind == mavlink::minimal::MAV_AUTOPILOT::PX4; }
     /// Whether a message can be the autopilot's: before the detection anybody's can.
     bool mayHaveSent(const mavlink::mavlink_message_t &message) const;

@@ -5,8 +5,10 @@
 #include "autopilot/iautopilotplugin.h"
 #include "common/exitcode.h"
 #include "communication/icommunicator.h"
+#include "host/autopilottexts.h"
 #include "host/detectedautopilot.h"
 #include "host/groundpayloads.h"
+#include "host/guidedmode.h"
 #include "host/jsonview.h"
 #include "host/linereader.h"
 #include "host/liveview.h"
@@ -43,7 +45,7 @@ Host::Host(App &application, HostOptions given)
     : app(application)
     , options(std::move(given))
     , tap([this](const QString &name, const QCborValue &value) { onSignal(name, value); })
-    , script(&values, knownSignals())
+    , script(&values, allKnownSignals())
 {
     if (options.json)
         view = std::make_unique<JsonView>();
@@ -53,14 +55,6 @@ Host::Host(App &application, HostOptions given)
 }
 
 Host::~Host() = default;
-
-QStringList Host::knownSignals()
-{
-    return SignalTap::names(App::staticMetaObject, QString()) +
-           SignalTap::names(IAutopilotPlugin::staticMetaObject, QStringLiteral("plugin.")) +
-           SignalTap::names(ICommunicator::staticMetaObject, QStringLiteral("communicator.")) +
-           SignalTap::names(IVirtualStick::staticMetaObject, QStringLiteral("virtualStick."));
-}
 
 int Host::prepare()
 {
@@ -79,7 +73,7 @@ int Host::loadScript()
     QFile file(options.scriptFile);
     if (QFileInfo(options.scriptFile).isDir() || !file.open(QIODevice::ReadOnly))
         return refuse(ExitCode::BadFile, QStringLiteral("cannot read script %1").arg(options.scriptFile));
-    ScriptParser parser(knownSignals());
+    ScriptParser parser(allKnownSignals());
     const auto commands = parser.parseAll(file.readAll());
     if (!commands)
         return refuse(parser.errorExitCode(), parser.errorText());
@@ -119,6 +113,9 @@ int Host::loadPlugin()
     autopilot = std::make_unique<DetectedAutopilot>(plugin);
     groundPayloads = std::make_unique<GroundPayloads>(app, *plugin, *autopilot);
     modeRefusal = std::make_unique<ModeRefusal>(plugin, *autopilot);
+    satellites = std::make_unique<SatelliteCount>(plugin, *autopilot, values);
+    guidedMode = std::make_unique<GuidedMode>(plugin, *autopilot, values);
+    autopilotTexts = std::make_unique<AutopilotTexts>(plugin, *autopilot, values);
     connectHints();
     return ExitCode::Done;
 }
@@ -142,7 +139,6 @@ void Host::createView()
         view = std::make_unique<QuietView>();
         return;
     }
-    satellites = std::make_unique<SatelliteCount>(plugin, *autopilot, values);
     if (LiveView::isPossible())
         view = std::make_unique<LiveView>(values,
                                           QStringLiteral("noflailsten-host  %1").arg(options.configFile));
@@ -180,6 +176,7 @@ void Host::connectHints()
     const auto show = [this](const QString &text) { view->showEvent({"hint", "message", text}); };
     connect(groundPayloads.get(), &GroundPayloads::hint, this, show);
     connect(modeRefusal.get(), &ModeRefusal::hint, this, show);
+    connect(&script, &ScriptPlayer::hint, this, show);
 }
 
 void Host::connectScript()
@@ -200,8 +197,10 @@ void Host::startScript()
     else if (!options.scriptFile.isEmpty())
         script.play(scriptCommands);
     else if (::isatty(STDIN_FILENO) != 0)
-        script.follow(new PromptReader(Completion(knownSignals()), promptDescriptor()),
-                      ScriptPlayer::Source::Prompt);
+        script.follow(
+            new PromptReader(Completion(allKnownSignals()), promptDescriptor(),
+                             [this](const QStringList &words) { return view->showCandidates(words); }),
+            ScriptPlayer::Source::Prompt);
 }
 
 // Where a prompt does not get into what a program reads.
@@ -221,7 +220,9 @@ void Host::onSignal(const QString &name, const QCborValue &value)
 
 void Host::onLinkFailed(std::chrono::milliseconds pause)
 {
-    const QString what = QStringLiteral("%1 did not open").arg(linkAddress());
+    const QString why = link->errorText();
+    const QString what = QStringLiteral("%1 did not open").arg(linkAddress()) +
+                         (why.isEmpty() ? why : QLatin1String(": ") + why);
     if (!options.reconnect) {
         view->showEvent({"link-failed", "reason", what});
         fail(ExitCode::LinkFailed, what);

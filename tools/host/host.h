@@ -16,8 +16,10 @@
 #include <memory>
 
 class App;
+class AutopilotTexts;
 class DetectedAutopilot;
 class GroundPayloads;
+class GuidedMode;
 class IAutopilotPlugin;
 class ModeRefusal;
 class SatelliteCount;
@@ -38,9 +40,6 @@ public:
     void begin();
     /// Stops everything and ends the event loop with exit code 0.
     void end() { finish(0); }
-
-    /// All names of signals that a script can wait for.
-    static QStringList knownSignals();
 
 private:
     int loadScript();
@@ -69,7 +68,9 @@ private:
     PluginFile pluginFile;
     IAutopilotPlugin *plugin = nullptr; // pluginFile's
     std::unique_ptr<DetectedAutopilot> autopilot;
-    std::unique_ptr<SatelliteCount> satellites; // of the views that people look at
+    std::unique_ptr<SatelliteCount> satellites;
+    std::unique_ptr<GuidedMode> guidedMode;
+    std::unique_ptr<AutopilotTexts> autopilotTexts;
     std::unique_ptr<GroundPayloads> groundPayloads;
     std::unique_ptr<ModeRefusal> modeRefusal;
     SignalTap tap;

@@ -23,7 +23,8 @@ constexpr const char *Description =
     "  set GROUP NAME VALUE  change a setting\n"
     "  wait SECONDS\n"
     "  wait-for SIGNAL[.FIELD][(=|<|>)VALUE] [TIMEOUT]\n"
-    "                        go on when it is seen; end with 5 after TIMEOUT (60) s\n"
+    "                        go on when it is seen; end with 5 after TIMEOUT (60) s. SIGNAL is a name\n"
+    "                        that --json prints, satellites, inGuidedMode or autopilotText\n"
     "  status                print the last value of each signal\n"
     "  quit\n\n"
     "Exit codes: 0 done, 1 usage, 2 bad configuration or file, 3 plugin not loadable,\n"
@@ -75,6 +76,11 @@ std::optional<HostOptions::Setting> parseSetting(const QString &text, QString &e
         text.left(slash).toUtf8(), text.mid(slash + 1, equals - slash - 1).toUtf8(), text.mid(equals + 1)};
     if (!isKnownSetting(setting.group, setting.name)) {
         error = QStringLiteral("--set: there is no setting %1").arg(text.left(equals));
+        return std::nullopt;
+    }
+    const QString mistake = settingMistake(setting.group, setting.name, setting.value);
+    if (!mistake.isEmpty()) {
+        error = QStringLiteral("--set: %1").arg(mistake);
         return std::nullopt;
     }
     return setting;

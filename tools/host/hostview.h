@@ -3,6 +3,7 @@
 
 #include <QCborValue>
 #include <QString>
+#include <QStringList>
 
 class LatestValues;
 
@@ -35,4 +36,6 @@ public:
     virtual void showPrompt() = 0;
     /// A line was typed.
     virtual void showTyped(const QString &line) = 0;
+    /// What a word that is being typed can become. @return false: the prompt itself is to list it.
+    virtual bool showCandidates(const QStringList & /*words*/) { return false; }
 };

@@ -4,6 +4,8 @@
 #include "autopilot/iautopilotplugin.h"
 #include "connection/iconnection.h"
 
+#include <QIODevice>
+
 #include <algorithm>
 #include <utility>
 
@@ -38,6 +40,13 @@ void LinkWatch::begin()
 bool LinkWatch::isOpen() const
 {
     return connection ? connection->isOpened() : plugin->isStarted();
+}
+
+QString LinkWatch::errorText() const
+{
+    const auto *device = connection ? connection->findChild<QIODevice *>() : nullptr;
+    const QString untold = QIODevice::tr("Unknown error");
+    return device && device->errorString() != untold ? device->errorString() : QString();
 }
 
 void LinkWatch::end()

@@ -45,6 +45,8 @@ public:
     void end();
     /// Of a plugin that has no IConnection among its children: whether it is started.
     bool isOpen() const;
+    /// What the connection's device last complained of, in words; empty if it did not or has no device.
+    QString errorText() const;
     /// To be called, from outside the plugin's own calls, with each autopilotStatus.
     void onAutopilotStatus(quint8 status);
 

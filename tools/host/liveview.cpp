@@ -110,10 +110,25 @@ void LiveView::showTyped(const QString &line)
     screen.scroll("> " + line.toUtf8());
 }
 
+// The terminal's last row, where the prompt would list them, does not scroll.
+bool LiveView::showCandidates(const QStringList &words)
+{
+    QString line;
+    for (const QString &word : words) {
+        if (!line.isEmpty() && line.size() + 2 + word.size() >= screen.columns()) {
+            screen.scroll(line.toUtf8());
+            line.clear();
+        }
+        line += (line.isEmpty() ? QString() : QStringLiteral("  ")) + word;
+    }
+    screen.scroll(line.toUtf8());
+    return true;
+}
+
 void LiveView::draw()
 {
     QVector<QByteArray> rows{titleRow(), tableRow({QStringLiteral("Link"), link, QString(), linkTone, true})};
-    const QVector<StatusTable::Row> state = table.rows();
+    const QVector<StatusTable::Row> state = stateRows();
     for (const StatusTable::Row &row : state)
         rows.append(tableRow(row));
     for (int i = 0; i < ShownTexts; ++i)
@@ -122,6 +137,18 @@ void LiveView::draw()
     addTrack(rows);
     rows.append(ruler());
     screen.drawTable(rows);
+}
+
+// The last status that the plugin told may be from before the link was lost.
+QVector<StatusTable::Row> LiveView::stateRows() const
+{
+    QVector<StatusTable::Row> rows = table.rows();
+    StatusTable::Row &autopilot = rows.first();
+    if (linkTone == StatusTable::Tone::Bad) {
+        autopilot.text = QStringLiteral("no link");
+        autopilot.tone = StatusTable::Tone::Bad;
+    }
+    return rows;
 }
 
 int LiveView::tableColumns() const

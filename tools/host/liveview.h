@@ -26,9 +26,11 @@ public:
     void showStatus(const LatestValues &values) override;
     void showPrompt() override;
     void showTyped(const QString &line) override;
+    bool showCandidates(const QStringList &words) override;
 
 private:
     void draw();
+    QVector<StatusTable::Row> stateRows() const;
     QByteArray titleRow() const;
     QByteArray tableRow(const StatusTable::Row &row) const;
     QByteArray ruler() const;
@@ -41,8 +43,8 @@ private:
     TrackPicture track;
     QString title;
     QString link;
-    StatusTable::Tone linkTone = StatusTable::Tone::Plain;
-    QStringList texts; // the last ones to the ground, newest last
+    StatusTable::Tone linkTone = StatusTable::Tone::Plain; // good while the link is open
+    QStringList texts;                                     // the last ones to the ground, newest last
     Screen screen;
     ChildOutput childOutput; // on the screen
     QTimer timer;

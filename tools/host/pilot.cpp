@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "host/pilot.h"
 
+#include "host/autopilottexts.h"
+#include "host/guidedmode.h"
 #include "host/latestvalues.h"
 #include "navigation/ivirtualstick.h"
 
@@ -14,6 +16,7 @@ namespace {
 
 constexpr std::chrono::milliseconds ArmPeriod{2000};
 constexpr std::chrono::milliseconds VelocityPeriod{100}; // an autopilot holds a velocity for a while only
+constexpr qint64 LeastSevere = 4;                        // a warning
 const QLatin1String Status("virtualStick.statusChanged");
 
 } // namespace
@@ -43,6 +46,12 @@ QString Pilot::obstacle() const
     return isLinkOpen() ? QString() : QStringLiteral("the link is not open");
 }
 
+// What the autopilot would not follow anyway is not sent to a vehicle that somebody else flies.
+QString Pilot::obstacleToFlying() const
+{
+    return takenOver ? QStringLiteral("an operator or a failsafe has taken the vehicle over") : obstacle();
+}
+
 bool Pilot::flies(Kind kind)
 {
     return kind == Kind::Control || kind == Kind::Arm || kind == Kind::TakeOff || kind == Kind::Velocity ||
@@ -53,7 +62,8 @@ void Pilot::run(const ScriptCommand &wanted)
 {
     current = wanted;
     ending = false;
-    const QString complaint = obstacle();
+    const bool moves = current.kind == Kind::TakeOff || current.kind == Kind::Velocity;
+    const QString complaint = moves ? obstacleToFlying() : obstacle();
     if (complaint.isEmpty())
         command();
     else
@@ -70,9 +80,12 @@ void Pilot::command()
         keepUpVelocity();
         return;
     case Kind::Control:
+        controlAsked = true;
+        takenOver = false;
         stick->obtainControl();
         break;
     case Kind::TakeOff:
+        inOurMode = false; // a PX4 takes off in a mode of its own
         commanded = stick->takeOff();
         break;
     default:
@@ -88,6 +101,7 @@ void Pilot::arm()
         finishSoon();
         return;
     }
+    refusal.clear();
     deadline.start(current.time);
     repetition.start(ArmPeriod);
     repeat();
@@ -120,15 +134,46 @@ void Pilot::repeat()
 
 void Pilot::onStored(const QString &name)
 {
-    if (!ending && current.kind == Kind::Arm && repetition.isActive() && name == Status && isArmed())
+    if (name == Status && isRunning(Kind::Arm) && isArmed())
         finishSoon();
+    else if (name == QLatin1String(GuidedMode::Name))
+        onMode(values->value(name).toBool());
+    else if (name == QLatin1String(AutopilotTexts::Name) && isRunning(Kind::Arm))
+        onText();
+}
+
+void Pilot::onMode(bool isOurs)
+{
+    const bool wasOurs = std::exchange(inOurMode, isOurs);
+    if (isOurs)
+        takenOver = false;
+    if (isOurs || !wasOurs || !(commanded || controlAsked))
+        return;
+    takenOver = true;
+    Q_EMIT hint(QStringLiteral("the vehicle has left the mode in which it follows us: an operator or a "
+                               "failsafe has taken it over; control asks for it again"));
+    if (isRunning(Kind::Velocity))
+        finishSoon(obstacleToFlying());
+}
+
+void Pilot::onText()
+{
+    const QCborMap said = values->value(QLatin1String(AutopilotTexts::Name)).toMap();
+    if (said.value(QLatin1String("severity")).toInteger() <= LeastSevere)
+        refusal = said.value(QLatin1String("text")).toString();
+}
+
+bool Pilot::isRunning(Kind kind) const
+{
+    return !ending && current.kind == kind && repetition.isActive();
 }
 
 void Pilot::onDeadline()
 {
     repetition.stop();
     if (!ending && current.kind == Kind::Arm)
-        failure = QStringLiteral("the vehicle did not arm");
+        failure = refusal.isEmpty() ? QStringLiteral("the vehicle did not arm")
+                                    : QStringLiteral("the vehicle did not arm; it says: %1").arg(refusal);
     ending = false;
     const QString why = failure;
     failure.clear();
@@ -154,7 +199,7 @@ void Pilot::cancel()
 
 bool Pilot::hover()
 {
-    if (!obstacle().isEmpty() || !commanded || !isArmed())
+    if (!obstacleToFlying().isEmpty() || !commanded || !isArmed())
         return false;
     for (int i = 0; i < 3; ++i) // nothing acknowledges it
         stick->setVelocity({}, 0);

@@ -14,6 +14,10 @@ class LatestValues;
 
 /// Carries out the commands that fly the vehicle, one at a time, through the plugin's virtual stick. The
 /// outcome always comes from the event loop, never from inside run().
+///
+/// A vehicle that has been in the mode in which it obeys us and leaves it has been taken over, by an operator
+/// or by a failsafe. It is left alone then: no velocity and no take-off is sent until it is back in that mode
+/// or control is asked for again.
 class Pilot : public QObject
 {
     Q_OBJECT
@@ -30,7 +34,8 @@ public:
     void run(const ScriptCommand &command);
     /// Gives up the command that runs; no outcome follows.
     void cancel();
-    /// Stops the vehicle where it is, with a zero velocity, if it is armed and we have commanded it.
+    /// Stops the vehicle where it is, with a zero velocity, if it is armed, we have commanded it and nobody
+    /// has taken it over.
     /// @return whether that was so.
     bool hover();
 
@@ -38,14 +43,20 @@ Q_SIGNALS:
     void done();
     /// The command cannot be carried out, or had no effect in time.
     void failed(const QString &why);
+    /// Something that the user should know, in one line.
+    void hint(const QString &text);
 
 private:
     QString obstacle() const;
+    QString obstacleToFlying() const;
     void command();
     void arm();
     void keepUpVelocity();
     void repeat();
     void onStored(const QString &name);
+    void onMode(bool isOurs);
+    void onText();
+    bool isRunning(ScriptCommand::Kind kind) const;
     void onDeadline();
     void finishSoon(const QString &complaint = QString());
     bool isArmed() const;
@@ -57,6 +68,10 @@ private:
     QTimer repetition; // of arm and velocity
     QTimer deadline;   // then the command ends
     QString failure;   // of the command that ends; empty: none
+    QString refusal;   // what the autopilot has said since it was asked to arm
     bool ending = false;
     bool commanded = false;
+    bool controlAsked = false;
+    bool inOurMode = false;
+    bool takenOver = false;
 };

@@ -11,10 +11,12 @@
 #include <cstring>
 #include <editline/readline.h>
 #include <unistd.h>
+#include <utility>
 
 namespace {
 
 constexpr int KeptLines = 500;
+constexpr int NoQuestion = 100000; // candidates that are listed without asking first
 constexpr const char *Prompt = "> ";
 
 QByteArray historyFile()
@@ -29,9 +31,10 @@ QByteArray historyFile()
 
 PromptReader *PromptReader::instance = nullptr;
 
-PromptReader::PromptReader(const Completion &words, int echo, QObject *parent)
+PromptReader::PromptReader(const Completion &words, int echo, Lister lister, QObject *parent)
     : LineSource(parent)
     , completion(words)
+    , list(std::move(lister))
     , notifier(new QSocketNotifier(STDIN_FILENO, QSocketNotifier::Read, this))
     , output(::fdopen(::dup(echo), "w"))
 {
@@ -42,6 +45,7 @@ PromptReader::PromptReader(const Completion &words, int echo, QObject *parent)
     rl_readline_name = name;
     rl_outstream = output;
     rl_catch_signals = 0; // Ctrl-C is the program's
+    rl_completion_query_items = NoQuestion;
     rl_attempted_completion_function = complete;
     using_history();
     stifle_history(KeptLines);
@@ -92,7 +96,11 @@ void PromptReader::take(const char *line)
 char **PromptReader::complete(const char *word, int /*start*/, int end)
 {
     rl_attempted_completion_over = 1; // no file names
-    instance->candidates = instance->completion.candidates(QString::fromUtf8(rl_line_buffer, end));
+    QStringList &candidates = instance->candidates;
+    candidates = instance->completion.candidates(QString::fromUtf8(rl_line_buffer, end));
+    const bool again = rl_completion_type == '?'; // Tab was the key before too
+    if (again && candidates.size() > 1 && instance->list(candidates))
+        return nullptr;
     return rl_completion_matches(word, nextCandidate);
 }
 

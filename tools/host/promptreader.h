@@ -4,6 +4,8 @@
 #include "host/completion.h"
 #include "host/linesource.h"
 
+#include <functional>
+
 class QSocketNotifier;
 
 /// Lines typed at a terminal, with editing, history and completion (libedit). The event loop goes on while
@@ -16,8 +18,11 @@ class PromptReader : public LineSource
     Q_OBJECT
 
 public:
+    /// Shows what a word can become, for which a second Tab asks. @return false: the library is to list it.
+    using Lister = std::function<bool(const QStringList &words)>;
+
     /// @param echo descriptor of the terminal that shows what is typed.
-    PromptReader(const Completion &completion, int echo, QObject *parent = nullptr);
+    PromptReader(const Completion &completion, int echo, Lister lister, QObject *parent = nullptr);
     ~PromptReader() override;
 
     void request() override;
@@ -31,6 +36,7 @@ private:
 
     static PromptReader *instance;
     Completion completion;
+    Lister list;
     QStringList candidates; // of the word that is being completed
     QSocketNotifier *notifier;
     FILE *output;

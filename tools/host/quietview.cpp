@@ -7,7 +7,8 @@
 
 void QuietView::showEvent(const HostEvent &event)
 {
-    if (qstrcmp(event.name, "hint") == 0)
+    const QByteArray name(event.name);
+    if (name == "hint" || name == "hover" || name.startsWith("link-"))
         LogOutput::complain(eventText(event));
 }
 

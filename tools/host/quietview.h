@@ -3,7 +3,8 @@
 
 #include "host/hostview.h"
 
-/// Shows nothing but what is asked for, and hints, which go to stderr.
+/// Shows nothing but what is asked for, and what a user must not miss (hints, trouble with the link, a hover
+/// that the vehicle is left in), which goes to stderr.
 class QuietView : public HostView
 {
 public:

@@ -25,14 +25,23 @@ QString takeWord(QString &text)
     return word;
 }
 
-/// Takes a number off a text; nothing if there is none, or if it is beyond the limit.
-std::optional<double> takeNumber(QString &text, double limit)
+/// What is wrong with a velocity's numbers, north, east, down and the yaw rate; empty: nothing.
+QString velocityMistake(const QStringList &words, QVector<double> &numbers)
 {
-    bool ok = false;
-    const double number = takeWord(text).toDouble(&ok);
-    if (!ok || !(std::fabs(number) <= limit))
-        return std::nullopt;
-    return number;
+    for (const QString &word : words) {
+        bool ok = false;
+        const double number = word.toDouble(&ok);
+        const double limit = numbers.size() < 3 ? MaxSpeed : MaxYawRate;
+        if (!ok || !std::isfinite(number))
+            return QStringLiteral("%1 is not a finite number").arg(word);
+        if (std::fabs(number) > limit)
+            return QStringLiteral("%1 is too fast, at most %2 m/s and %3 degrees per second")
+                .arg(word)
+                .arg(MaxSpeed)
+                .arg(MaxYawRate);
+        numbers.append(number);
+    }
+    return QString();
 }
 
 /// Takes the condition off a text: the first word, but in double quotes a value may hold blanks.
@@ -130,21 +139,22 @@ std::optional<ScriptCommand> ScriptParser::parseArm(const QString &rest)
 
 std::optional<ScriptCommand> ScriptParser::parseVelocity(const QString &rest)
 {
-    QString left = rest;
-    const auto north = takeNumber(left, MaxSpeed);
-    const auto east = takeNumber(left, MaxSpeed);
-    const auto down = takeNumber(left, MaxSpeed);
-    const auto yawRate = takeNumber(left, MaxYawRate);
-    const auto time = left.isEmpty() ? std::chrono::milliseconds(0) : parseSeconds(left);
-    if (!north || !east || !down || !yawRate || !time)
-        return fail(QStringLiteral("expected velocity NORTH EAST DOWN YAWRATE [SECONDS], at most %1 m/s and "
-                                   "%2 degrees per second")
-                        .arg(MaxSpeed)
-                        .arg(MaxYawRate));
+    constexpr int Numbers = 4;
+    const QString form = QStringLiteral("expected velocity NORTH EAST DOWN YAWRATE [SECONDS]");
+    const QStringList words = rest.isEmpty() ? QStringList() : rest.simplified().split(QLatin1Char(' '));
+    if (words.size() != Numbers && words.size() != Numbers + 1)
+        return fail(QStringLiteral("%1: 4 or 5 numbers, not %2").arg(form).arg(words.size()));
+    QVector<double> numbers;
+    const QString mistake = velocityMistake(words.mid(0, Numbers), numbers);
+    if (!mistake.isEmpty())
+        return fail(QStringLiteral("%1: %2").arg(form, mistake));
+    const auto time = words.size() == Numbers ? std::chrono::milliseconds(0) : parseSeconds(words.last());
+    if (!time)
+        return fail(QStringLiteral("%1: %2 is no time in seconds").arg(form, words.last()));
     ScriptCommand command;
     command.kind = ScriptCommand::Kind::Velocity;
-    command.velocity = {*north, *east, *down};
-    command.yawRate = static_cast<float>(*yawRate);
+    command.velocity = {numbers[0], numbers[1], numbers[2]};
+    command.yawRate = static_cast<float>(numbers[3]);
     command.time = *time;
     return command;
 }
@@ -192,6 +202,9 @@ std::optional<ScriptCommand> ScriptParser::parseSet(const QString &rest)
     command.name = name.toUtf8();
     if (!isKnownSetting(command.group, command.name))
         return fail(QStringLiteral("there is no setting %1/%2").arg(group, name));
+    const QString mistake = settingMistake(command.group, command.name, command.text);
+    if (!mistake.isEmpty())
+        return fail(mistake);
     return command;
 }
 
@@ -215,7 +228,7 @@ std::optional<ScriptCommand> ScriptParser::parseWaitFor(const QString &rest)
     if (command.text.isEmpty())
         return fail(QStringLiteral("expected wait-for SIGNAL[.FIELD][(=|<|>)VALUE] [TIMEOUT]"));
     QString mistake;
-    const auto condition = Condition::parse(command.text, signalNames, mistake);
+    const auto condition = Condition::parse(command.text, knownSignals, mistake);
     if (!condition)
         return fail(mistake);
     const auto timeout = timeText.isEmpty() ? DefaultTimeout : parseSeconds(timeText);

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "common/exitcode.h"
+#include "host/knownsignals.h"
 #include "host/scriptcommand.h"
 
 #include <QStringList>
@@ -14,8 +15,8 @@
 class ScriptParser
 {
 public:
-    explicit ScriptParser(QStringList knownSignals)
-        : signalNames(std::move(knownSignals))
+    explicit ScriptParser(KnownSignals signalsToWaitFor)
+        : knownSignals(std::move(signalsToWaitFor))
     {}
 
     /// Reads one line. @return the command, or nothing: an empty line if errorText() is empty, else a
@@ -48,7 +49,7 @@ private:
     std::optional<ScriptCommand> parseBare(ScriptCommand::Kind kind, const QString &rest);
     std::nullopt_t fail(const QString &why, int code = ExitCode::Usage);
 
-    QStringList signalNames;
+    KnownSignals knownSignals;
     QString error;
     int exitCode = 0;
 };

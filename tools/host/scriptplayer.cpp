@@ -4,7 +4,7 @@
 #include "common/exitcode.h"
 #include "host/linesource.h"
 
-ScriptPlayer::ScriptPlayer(LatestValues *values, const QStringList &knownSignals, QObject *parent)
+ScriptPlayer::ScriptPlayer(LatestValues *values, const KnownSignals &knownSignals, QObject *parent)
     : QObject(parent)
     , parser(knownSignals)
     , runner(values)
@@ -15,6 +15,7 @@ ScriptPlayer::ScriptPlayer(LatestValues *values, const QStringList &knownSignals
     });
     connect(&runner, &ScriptRunner::failed, this,
             [this](const QString &why) { complain(ExitCode::NotHappened, why); });
+    connect(&runner, &ScriptRunner::hint, this, &ScriptPlayer::hint);
     connect(&runner, &ScriptRunner::sendAsked, this, &ScriptPlayer::sendAsked);
     connect(&runner, &ScriptRunner::statusAsked, this, &ScriptPlayer::statusAsked);
     connect(&runner, &ScriptRunner::quitAsked, this, &ScriptPlayer::quitAsked);

@@ -20,7 +20,7 @@ class ScriptPlayer : public QObject
 public:
     enum class Source { Script, Prompt };
 
-    ScriptPlayer(LatestValues *values, const QStringList &knownSignals, QObject *parent = nullptr);
+    ScriptPlayer(LatestValues *values, const KnownSignals &knownSignals, QObject *parent = nullptr);
 
     void play(const QVector<ScriptCommand> &commands);
     /// Reads the commands while running them; takes the reader over.
@@ -35,6 +35,8 @@ public:
     bool hover() { return runner.hover(); }
 
 Q_SIGNALS:
+    /// See Pilot.
+    void hint(const QString &text);
     void sendAsked(MessageId messageId, PayloadId payloadId, const QByteArray &data);
     void statusAsked();
     void quitAsked();

@@ -16,6 +16,7 @@ ScriptRunner::ScriptRunner(LatestValues *seen, QObject *parent)
     connect(&timer, &QTimer::timeout, this, &ScriptRunner::onTimeout);
     connect(&pilot, &Pilot::done, this, &ScriptRunner::done);
     connect(&pilot, &Pilot::failed, this, &ScriptRunner::failed);
+    connect(&pilot, &Pilot::hint, this, &ScriptRunner::hint);
     connect(values, &LatestValues::stored, this, [this](const QString &name) {
         if (waiting && waiting->condition.signal == name)
             check();

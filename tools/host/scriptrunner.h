@@ -36,6 +36,8 @@ Q_SIGNALS:
     void done();
     /// What was asked for did not happen, or not in time.
     void failed(const QString &why);
+    /// See Pilot.
+    void hint(const QString &text);
     void sendAsked(MessageId messageId, PayloadId payloadId, const QByteArray &data);
     void statusAsked();
     void quitAsked();

@@ -3,6 +3,8 @@
 
 #include "host/jsonconversion.h"
 
+#include <QVariant>
+
 #include <utility>
 
 SignalTap::SignalTap(Receiver handler, QObject *parent)
@@ -21,13 +23,15 @@ void SignalTap::watch(QObject *sender, const QMetaObject &declaring, const QStri
     }
 }
 
-QStringList SignalTap::names(const QMetaObject &declaring, const QString &prefix)
+KnownSignals SignalTap::samples(const QMetaObject &declaring, const QString &prefix)
 {
-    QStringList names;
+    KnownSignals samples;
     const QVector<QMetaMethod> found = signalsOf(declaring);
-    for (const QMetaMethod &signal : found)
-        names.append(prefix + QString::fromLatin1(signal.name()));
-    return names;
+    for (const QMetaMethod &signal : found) {
+        const Tapped description = describe(signal, prefix);
+        samples.insert(description.name, sampleOf(description));
+    }
+    return samples;
 }
 
 int SignalTap::qt_metacall(QMetaObject::Call call, int id, void **arguments)
@@ -62,6 +66,17 @@ SignalTap::Tapped SignalTap::describe(const QMetaMethod &signal, const QString &
         if (signal.parameterType(i) != QMetaType::QVariant)
             description.parameters.append({QString::fromLatin1(names.at(i)), signal.parameterType(i), i});
     return description;
+}
+
+QCborValue SignalTap::sampleOf(const Tapped &signal)
+{
+    QVector<QVariant> values;
+    for (const Parameter &parameter : signal.parameters)
+        values.append(QVariant(parameter.metaType, nullptr)); // of that type, all zeros
+    QVector<void *> arguments(signal.parameterCount + 1);
+    for (int i = 0; i < values.size(); ++i)
+        arguments[signal.parameters.at(i).position + 1] = values[i].data();
+    return valueOf(signal, arguments.data());
 }
 
 QCborValue SignalTap::valueOf(const Tapped &signal, void **arguments)

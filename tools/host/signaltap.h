@@ -1,10 +1,11 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "host/knownsignals.h"
+
 #include <QCborValue>
 #include <QMetaMethod>
 #include <QObject>
-#include <QStringList>
 #include <QVector>
 
 #include <functional>
@@ -27,8 +28,9 @@ public:
     /// are the signals' with `prefix` in front.
     void watch(QObject *sender, const QMetaObject &declaring, const QString &prefix);
 
-    /// The names under which watch() would hand on the signals of a class.
-    static QStringList names(const QMetaObject &declaring, const QString &prefix);
+    /// The names under which watch() would hand on the signals of a class, each with a value of the form that
+    /// it would have.
+    static KnownSignals samples(const QMetaObject &declaring, const QString &prefix);
 
     int qt_metacall(QMetaObject::Call call, int id, void **arguments) override;
 
@@ -48,6 +50,7 @@ private:
 
     static QVector<QMetaMethod> signalsOf(const QMetaObject &declaring);
     static Tapped describe(const QMetaMethod &signal, const QString &prefix);
+    static QCborValue sampleOf(const Tapped &signal);
     static QCborValue valueOf(const Tapped &signal, void **arguments);
 
     Receiver receiver;

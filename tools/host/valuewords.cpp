@@ -1,9 +1,10 @@
 // SPDX-License-Identifier: MIT
 #include "host/valuewords.h"
 
+#include "common/payloadwords.h"
+
 #include <QCborMap>
 
-#include <algorithm>
 #include <cmath>
 
 namespace {
@@ -37,12 +38,10 @@ QString hemisphere(const QCborValue &degrees, QChar positive, QChar negative)
 QString bytes(const QByteArray &data)
 {
     constexpr int Shown = 32;
-    const QString text = QString::fromUtf8(data.constData(), data.size()); // past a NUL too
-    const auto isPlain = [](QChar c) { return c.isPrint() && c != QChar::ReplacementCharacter; };
-    const bool isText = std::all_of(text.begin(), text.end(), isPlain);
-    const int size = isText ? text.size() : data.size();
-    const QString shown = isText ? QLatin1Char('"') + text.left(Shown) + QLatin1Char('"')
-                                 : QString::fromLatin1(data.left(Shown).toHex());
+    const auto text = PayloadWords::text(data);
+    const int size = text ? text->size() : data.size();
+    const QString shown = text ? QLatin1Char('"') + text->left(Shown) + QLatin1Char('"')
+                               : QString::fromLatin1(data.left(Shown).toHex());
     return size > Shown ? shown + QLatin1String("...") : shown;
 }
 
@@ -107,24 +106,9 @@ QString ValueWords::distanceAndHeight(const QCborValue &northEastDown)
 QString ValueWords::altitude(const QCborValue &reading)
 {
     const QCborMap object = reading.toMap();
-    return QStringLiteral("%1, %2").arg(metres(object.value(QLatin1String("value"))),
-                                        rangeStatus(object.value(QLatin1String("status")).toInteger()));
-}
-
-QString ValueWords::rangeStatus(qint64 status)
-{
-    switch (status) {
-    case 0:
-        return QStringLiteral("in range");
-    case 1:
-        return QStringLiteral("above the maximum");
-    case 2:
-        return QStringLiteral("below the minimum");
-    case 4:
-        return QStringLiteral("no reading yet");
-    default:
-        return QStringLiteral("status %1").arg(status);
-    }
+    return QStringLiteral("%1, %2").arg(
+        metres(object.value(QLatin1String("value"))),
+        PayloadWords::rangeStatus(object.value(QLatin1String("status")).toInteger()));
 }
 
 QString ValueWords::onOff(const QCborValue &value)

@@ -19,7 +19,6 @@ QString localPosition(const QCborValue &northEastDown);
 QString distanceAndHeight(const QCborValue &northEastDown);
 /// Value and range status of an altitude.
 QString altitude(const QCborValue &reading);
-QString rangeStatus(qint64 status);
 QString onOff(const QCborValue &value);
 /// A payload by its kind, id and size; with its first bytes, as text if they are one, if the record has them.
 QString payload(const QCborValue &record);

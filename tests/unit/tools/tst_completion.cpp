@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "host/completion.h"
 
+#include <QCborMap>
 #include <QtTest>
 
 class TestCompletion : public QObject
@@ -14,7 +15,10 @@ private Q_SLOTS:
 
 private:
     const Completion completion{
-        {QStringLiteral("roll"), QStringLiteral("virtualStick.statusChanged"), QStringLiteral("velocity")}};
+        KnownSignals{{QStringLiteral("roll"), 0.0},
+                     {QStringLiteral("virtualStick.statusChanged"),
+                      QCborMap{{QStringLiteral("armed"), false}, {QStringLiteral("guided"), false}}},
+                     {QStringLiteral("velocity"), 0.0}}};
 };
 
 void TestCompletion::candidates_data()
@@ -30,6 +34,12 @@ void TestCompletion::candidates_data()
     QTest::newRow("indented") << "  qu" << list("quit");
     QTest::newRow("no command") << "x" << list("");
     QTest::newRow("signal") << "wait-for v" << list("velocity virtualStick.statusChanged");
+    QTest::newRow("signal with fields") << "wait-for virtualStick.s" << list("virtualStick.statusChanged");
+    QTest::newRow("fields") << "wait-for virtualStick.statusChanged."
+                            << list("virtualStick.statusChanged.armed virtualStick.statusChanged.guided");
+    QTest::newRow("field") << "wait-for virtualStick.statusChanged.g"
+                           << list("virtualStick.statusChanged.guided");
+    QTest::newRow("no fields") << "wait-for roll." << list("");
     QTest::newRow("whole signal") << "wait-for roll" << list("roll");
     QTest::newRow("after the signal") << "wait-for roll " << list("");
     QTest::newRow("group") << "set AP" << list("APP");

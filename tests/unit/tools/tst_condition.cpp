@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "host/condition.h"
 
+#include <QCborMap>
 #include <QCborValue>
 #include <QJsonDocument>
 #include <QJsonObject>
@@ -10,6 +11,26 @@ namespace {
 
 const QStringList Names{QStringLiteral("roll"), QStringLiteral("velocity"), QStringLiteral("altitude"),
                         QStringLiteral("plugin.data"), QStringLiteral("plugin.dataReceived")};
+
+/// Of whose values nothing is known.
+KnownSignals formless()
+{
+    KnownSignals known;
+    for (const QString &name : Names)
+        known.insert(name, QCborValue());
+    return known;
+}
+
+KnownSignals formed()
+{
+    const QCborMap reading{{QStringLiteral("value"), 0.0}, {QStringLiteral("status"), 0}};
+    const QCborMap text{{QStringLiteral("text"), QString()}};
+    return {{QStringLiteral("roll"), 0.0},
+            {QStringLiteral("armed"), false},
+            {QStringLiteral("altitude"), reading},
+            {QStringLiteral("texts"), text},
+            {QStringLiteral("landed"), QCborValue(QCborValue::Null)}};
+}
 
 QCborValue fromText(const QByteArray &text)
 {
@@ -28,6 +49,10 @@ private Q_SLOTS:
     void parse();
     void parse_ofAMistake_says_data();
     void parse_ofAMistake_says();
+    void parse_ofWhatCanNeverBe_says_data();
+    void parse_ofWhatCanNeverBe_says();
+    void parse_ofWhatFitsTheForm_isRight_data();
+    void parse_ofWhatFitsTheForm_isRight();
     void isMetBy_data();
     void isMetBy();
     void isMetBy_aSignalNotSeen_isFalse();
@@ -62,7 +87,7 @@ void TestCondition::parse()
 {
     QFETCH(QString, text);
     QString error;
-    const auto condition = Condition::parse(text, Names, error);
+    const auto condition = Condition::parse(text, formless(), error);
     QVERIFY2(condition, qPrintable(error));
     QTEST(condition->signal, "signal");
     QTEST(condition->fields, "fields");
@@ -94,8 +119,50 @@ void TestCondition::parse_ofAMistake_says()
 {
     QFETCH(QString, text);
     QString error;
-    QVERIFY(!Condition::parse(text, Names, error));
+    QVERIFY(!Condition::parse(text, formless(), error));
     QTEST(error, "error");
+}
+
+void TestCondition::parse_ofWhatCanNeverBe_says_data()
+{
+    QTest::addColumn<QString>("text");
+    QTest::addColumn<QString>("error");
+    const auto row = [](const char *text, const char *error) {
+        QTest::newRow(text) << QString::fromLatin1(text) << QString::fromLatin1(error);
+    };
+    row("altitude.valeu>1", "altitude has no field valeu; there are value, status");
+    row("altitude.value.x", "altitude.value has no fields");
+    row("roll.value>1", "roll has no fields");
+    row("landed.value", "landed has no fields");
+    row("altitude>1", "altitude has the fields value, status: name one");
+    row("roll=high", "roll is a number, never high");
+    row("altitude.value=", "altitude.value is a number, never ");
+    row("armed=yes", "armed is true or false");
+    row("armed>0", "armed is true or false");
+    row("texts.text<1", "texts.text is a text");
+}
+
+void TestCondition::parse_ofWhatCanNeverBe_says()
+{
+    QFETCH(QString, text);
+    QString error;
+    QVERIFY(!Condition::parse(text, formed(), error));
+    QTEST(error, "error");
+}
+
+void TestCondition::parse_ofWhatFitsTheForm_isRight_data()
+{
+    QTest::addColumn<QString>("text");
+    for (const char *text : {"roll", "roll=1", "roll=null", "armed=true", "armed=0", "altitude",
+                             "altitude.status=4", "texts.text=7", "landed"})
+        QTest::newRow(text) << QString::fromLatin1(text);
+}
+
+void TestCondition::parse_ofWhatFitsTheForm_isRight()
+{
+    QFETCH(QString, text);
+    QString error;
+    QVERIFY2(Condition::parse(text, formed(), error), qPrintable(error));
 }
 
 void TestCondition::isMetBy_data()
@@ -140,7 +207,7 @@ void TestCondition::isMetBy()
     QFETCH(QString, text);
     QFETCH(QByteArray, value);
     QString error;
-    const auto condition = Condition::parse(text, Names, error);
+    const auto condition = Condition::parse(text, formless(), error);
     QVERIFY2(condition, qPrintable(error));
     QTEST(condition->isMetBy(fromText(value)), "met");
 }
@@ -148,8 +215,8 @@ void TestCondition::isMetBy()
 void TestCondition::isMetBy_aSignalNotSeen_isFalse()
 {
     QString error;
-    QVERIFY(
-        !Condition::parse(QStringLiteral("roll"), Names, error)->isMetBy(QCborValue(QCborValue::Undefined)));
+    QVERIFY(!Condition::parse(QStringLiteral("roll"), formless(), error)
+                 ->isMetBy(QCborValue(QCborValue::Undefined)));
 }
 
 QTEST_GUILESS_MAIN(TestCondition)

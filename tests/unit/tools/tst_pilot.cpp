@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "host/pilot.h"
 
+#include "host/autopilottexts.h"
+#include "host/guidedmode.h"
 #include "host/latestvalues.h"
 #include "navigation/ivirtualstick.h"
 
@@ -89,9 +91,24 @@ private Q_SLOTS:
     void stickThatGoesAway_failsTheCommand();
     void closedLink_failsTheCommand();
     void linkLostOnTheWay_failsTheCommand();
+    void refusalToArm_isNamed_data();
+    void refusalToArm_isNamed();
+    void refusalBefore_isNotNamed();
+    void leavingOurMode_failsTheVelocity();
+    void leavingOurMode_isToldOnce();
+    void leavingOurMode_withoutOurFlying_isNothing();
+    void vehicleNeverInOurMode_isFlownAllTheSame();
+    void leavingOurMode_toTakeOff_isNothing();
+    void vehicleTakenOver_isLeftAlone_data();
+    void vehicleTakenOver_isLeftAlone();
+    void vehicleTakenOver_isFlownAgain_data();
+    void vehicleTakenOver_isFlownAgain();
 
 private:
     void setArmed(bool armed);
+    void setOurMode(bool ours) { values->store(QLatin1String(GuidedMode::Name), ours); }
+    void say(const char *text, int severity);
+    void flyAndBeTakenOver();
 
     bool linkOpen = true;
     std::unique_ptr<LatestValues> values;
@@ -99,6 +116,7 @@ private:
     std::unique_ptr<Pilot> pilot;
     std::unique_ptr<QSignalSpy> done;
     std::unique_ptr<QSignalSpy> failed;
+    std::unique_ptr<QSignalSpy> hints;
 };
 
 void TestPilot::init()
@@ -110,12 +128,14 @@ void TestPilot::init()
     linkOpen = true;
     done = std::make_unique<QSignalSpy>(pilot.get(), &Pilot::done);
     failed = std::make_unique<QSignalSpy>(pilot.get(), &Pilot::failed);
+    hints = std::make_unique<QSignalSpy>(pilot.get(), &Pilot::hint);
 }
 
 void TestPilot::cleanup()
 {
     done.reset();
     failed.reset();
+    hints.reset();
     pilot.reset();
     stick.reset();
     values.reset();
@@ -264,6 +284,136 @@ void TestPilot::linkLostOnTheWay_failsTheCommand()
     QCOMPARE(failed->takeFirst().first().toString(), QStringLiteral("the link is not open"));
     QVERIFY(!pilot->hover());
     QCOMPARE(done->count(), 0);
+}
+
+void TestPilot::say(const char *text, int severity)
+{
+    values->store(QLatin1String(AutopilotTexts::Name),
+                  QCborMap{{QStringLiteral("text"), QString::fromLatin1(text)},
+                           {QStringLiteral("severity"), severity}});
+}
+
+void TestPilot::refusalToArm_isNamed_data()
+{
+    QTest::addColumn<int>("severity");
+    QTest::addColumn<QString>("why");
+    QTest::newRow("critical") << 2 << "the vehicle did not arm; it says: PreArm: no fix";
+    QTest::newRow("warning") << 4 << "the vehicle did not arm; it says: PreArm: no fix";
+    QTest::newRow("notice") << 5 << "the vehicle did not arm";
+}
+
+void TestPilot::refusalToArm_isNamed()
+{
+    QFETCH(int, severity);
+    pilot->run(commandOf(Kind::Arm, 100));
+    say("PreArm: no fix", severity);
+    QVERIFY(failed->wait());
+    QTEST(failed->takeFirst().first().toString(), "why");
+}
+
+void TestPilot::refusalBefore_isNotNamed()
+{
+    say("PreArm: no fix", 2);
+    pilot->run(commandOf(Kind::Arm, 100));
+    QVERIFY(failed->wait());
+    QCOMPARE(failed->takeFirst().first().toString(), QStringLiteral("the vehicle did not arm"));
+}
+
+void TestPilot::flyAndBeTakenOver()
+{
+    setArmed(true);
+    setOurMode(true);
+    pilot->run(velocity(60000));
+    setOurMode(false);
+    QVERIFY(failed->wait());
+    stick->calls.clear();
+}
+
+void TestPilot::leavingOurMode_failsTheVelocity()
+{
+    flyAndBeTakenOver();
+    QCOMPARE(failed->takeFirst().first().toString(),
+             QStringLiteral("an operator or a failsafe has taken the vehicle over"));
+    QCOMPARE(done->count(), 0);
+    QCOMPARE(hints->count(), 1);
+}
+
+void TestPilot::leavingOurMode_isToldOnce()
+{
+    flyAndBeTakenOver();
+    setOurMode(false);
+    setOurMode(false);
+    QCOMPARE(hints->count(), 1);
+}
+
+void TestPilot::leavingOurMode_withoutOurFlying_isNothing()
+{
+    setOurMode(true);
+    setOurMode(false);
+    QCOMPARE(hints->count(), 0);
+    pilot->run(velocity(0));
+    QVERIFY(done->wait());
+}
+
+void TestPilot::vehicleNeverInOurMode_isFlownAllTheSame()
+{
+    setOurMode(false);
+    pilot->run(velocity(150)); // a PX4 is switched to off-board while velocities come
+    setOurMode(false);
+    QVERIFY(done->wait());
+    QCOMPARE(failed->count(), 0);
+    QCOMPARE(hints->count(), 0);
+}
+
+void TestPilot::leavingOurMode_toTakeOff_isNothing()
+{
+    setOurMode(true);
+    pilot->run(commandOf(Kind::TakeOff));
+    setOurMode(false);
+    QVERIFY(done->wait());
+    QCOMPARE(hints->count(), 0);
+}
+
+void TestPilot::vehicleTakenOver_isLeftAlone_data()
+{
+    QTest::addColumn<int>("kind");
+    QTest::newRow("velocity") << int(Kind::Velocity);
+    QTest::newRow("takeoff") << int(Kind::TakeOff);
+}
+
+void TestPilot::vehicleTakenOver_isLeftAlone()
+{
+    QFETCH(int, kind);
+    flyAndBeTakenOver();
+    failed->clear();
+    pilot->run(commandOf(static_cast<Kind>(kind)));
+    QVERIFY(failed->wait());
+    QVERIFY(!pilot->hover());
+    QVERIFY(stick->calls.isEmpty());
+}
+
+void TestPilot::vehicleTakenOver_isFlownAgain_data()
+{
+    QTest::addColumn<bool>("asked");
+    QTest::newRow("control was asked for") << true;
+    QTest::newRow("the operator gave it back") << false;
+}
+
+void TestPilot::vehicleTakenOver_isFlownAgain()
+{
+    QFETCH(bool, asked);
+    flyAndBeTakenOver();
+    if (asked) {
+        pilot->run(commandOf(Kind::Control));
+        QVERIFY(done->wait());
+        stick->calls.clear();
+    } else {
+        setOurMode(true);
+    }
+    pilot->run(velocity(0));
+    QVERIFY(done->wait());
+    QCOMPARE(stick->calls, QStringList{Velocity});
+    QVERIFY(pilot->hover());
 }
 
 QTEST_GUILESS_MAIN(TestPilot)

@@ -25,7 +25,7 @@ private Q_SLOTS:
     void parseAll_ofAMistake_namesItsLine();
 
 private:
-    ScriptParser parser{{QStringLiteral("roll"), QStringLiteral("textToGround")}};
+    ScriptParser parser{KnownSignals{{QStringLiteral("roll"), 0.0}, {QStringLiteral("textToGround"), {}}}};
 };
 
 void TestScriptParser::parseLine_ofNoCommand_isNoMistake_data()
@@ -95,12 +95,22 @@ void TestScriptParser::parseLine_ofAMistake_says_data()
     QTest::newRow("letter case") << "Quit"
                                  << "unknown command Quit; there are control, arm, takeoff, velocity, "
                                     "subscribe, send, text, set, wait, wait-for, status, quit";
-    const char *velocityForm = "expected velocity NORTH EAST DOWN YAWRATE [SECONDS], at most 30 m/s and 180 "
-                               "degrees per second";
-    for (const char *bad : {"velocity", "velocity 1 2 3", "velocity 1 2 x 4", "velocity nan 0 0 0",
-                            "velocity 0 inf 0 0", "velocity 0 0 5000 0", "velocity 30.1 0 0 0",
-                            "velocity 0 0 0 181", "velocity 0 0 0 0 -1", "velocity 0 0 0 0 1 1"})
-        QTest::newRow(bad) << bad << velocityForm;
+    const auto velocity = [](const char *line, const char *mistake) {
+        QTest::newRow(line) << line
+                            << QStringLiteral("expected velocity NORTH EAST DOWN YAWRATE [SECONDS]: %1")
+                                   .arg(QLatin1String(mistake));
+    };
+    velocity("velocity", "4 or 5 numbers, not 0");
+    velocity("velocity 1 2 3", "4 or 5 numbers, not 3");
+    velocity("velocity 0 0 0 0 1 1", "4 or 5 numbers, not 6");
+    velocity("velocity 1 2 x 4", "x is not a finite number");
+    velocity("velocity nan 0 0 0", "nan is not a finite number");
+    velocity("velocity 0 inf 0 0", "inf is not a finite number");
+    velocity("velocity 0 0 0 1e999", "1e999 is not a finite number");
+    velocity("velocity 0 0 -5000 0", "-5000 is too fast, at most 30 m/s and 180 degrees per second");
+    velocity("velocity 30.1 0 0 0", "30.1 is too fast, at most 30 m/s and 180 degrees per second");
+    velocity("velocity 0 0 0 181", "181 is too fast, at most 30 m/s and 180 degrees per second");
+    velocity("velocity 0 0 0 0 -1", "-1 is no time in seconds");
     QTest::newRow("arm for no time") << "arm soon"
                                      << "expected arm [TIMEOUT]";
     QTest::newRow("takeoff to somewhere") << "takeoff 20"
@@ -123,6 +133,8 @@ void TestScriptParser::parseLine_ofAMistake_says_data()
                                        << "there is no setting MAV/NOTHING";
     QTest::newRow("set of telemetry") << "set ro ll 1"
                                       << "there is no setting ro/ll";
+    QTest::newRow("set to what does not fit") << "set MAV SYSTEM_ID seven"
+                                              << "MAV/SYSTEM_ID is a whole number from 0 to 65535, not seven";
     QTest::newRow("wait for ever") << "wait"
                                    << "expected wait SECONDS";
     QTest::newRow("wait backwards") << "wait -1"
@@ -137,6 +149,8 @@ void TestScriptParser::parseLine_ofAMistake_says_data()
                                       << "expected wait-for SIGNAL[.FIELD][(=|<|>)VALUE] [TIMEOUT]";
     QTest::newRow("wait-for no signal") << "wait-for pitch"
                                         << "no signal is called pitch";
+    QTest::newRow("wait-for no field") << "wait-for roll.degrees"
+                                       << "roll has no fields";
     QTest::newRow("wait-for no number") << "wait-for roll>x"
                                         << "a number is missing in roll>x";
     QTest::newRow("wait-for no time") << "wait-for roll soon"

@@ -14,7 +14,7 @@
 
 namespace {
 
-const QStringList Names{QStringLiteral("roll"), QStringLiteral("armed")};
+const KnownSignals Names{{QStringLiteral("roll"), {}}, {QStringLiteral("armed"), {}}};
 
 } // namespace
 

@@ -2,10 +2,11 @@
 #include "host/signaltap.h"
 
 #include "autopilot/iautopilotplugin.h"
-#include "host/host.h"
 #include "host/jsontext.h"
+#include "host/knownsignals.h"
 #include "support/testmain.h"
 
+#include <QCborMap>
 #include <QtTest>
 
 class Source : public QObject
@@ -45,8 +46,10 @@ private Q_SLOTS:
     void twoSenders_keepTheirPrefixes();
     void invocationByName_onTheApplication_isHandedOn();
     void pluginData_comesWithoutItsVariant();
-    void names_areThoseHandedOn();
+    void samples_haveTheFormOfWhatIsHandedOn();
     void knownSignals_holdNoSettings();
+    void knownSignals_knowTheirFields_data();
+    void knownSignals_knowTheirFields();
 
 private:
     SignalTap::Receiver collect()
@@ -163,21 +166,52 @@ void TestSignalTap::pluginData_comesWithoutItsVariant()
     QCOMPARE(seen, QList<QByteArray>{R"(plugin.dataReceived {"messageId":1,"payloadId":4,"data":"0aff"})"});
 }
 
-void TestSignalTap::names_areThoseHandedOn()
+void TestSignalTap::samples_haveTheFormOfWhatIsHandedOn()
 {
-    const QStringList expected{QStringLiteral("s.nothing"), QStringLiteral("s.one"), QStringLiteral("s.two"),
-                               QStringLiteral("s.withVariant"), QStringLiteral("s.withDefault")};
-    QCOMPARE(SignalTap::names(Source::staticMetaObject, QStringLiteral("s.")), expected);
+    const KnownSignals expected{{QStringLiteral("s.nothing"), QCborValue(QCborValue::Null)},
+                                {QStringLiteral("s.one"), 0.0},
+                                {QStringLiteral("s.two"),
+                                 QCborMap{{QStringLiteral("left"), 0}, {QStringLiteral("right"), QString()}}},
+                                {QStringLiteral("s.withVariant"), QCborMap{{QStringLiteral("kept"), 0}}},
+                                {QStringLiteral("s.withDefault"), 0}};
+    QCOMPARE(SignalTap::samples(Source::staticMetaObject, QStringLiteral("s.")), expected);
 }
 
 void TestSignalTap::knownSignals_holdNoSettings()
 {
-    const QStringList names = Host::knownSignals();
+    const QStringList names = allKnownSignals().keys();
     for (const char *wanted : {"roll", "textToGround", "plugin.dataReceived", "communicator.receivedData",
-                               "virtualStick.statusChanged"})
+                               "virtualStick.statusChanged", "satellites", "inGuidedMode", "autopilotText"})
         QVERIFY2(names.contains(QLatin1String(wanted)), wanted);
     QCOMPARE(names.filter(QStringLiteral("_")), QStringList());
     QVERIFY(!names.contains(QLatin1String("destroyed")));
+}
+
+void TestSignalTap::knownSignals_knowTheirFields_data()
+{
+    QTest::addColumn<QString>("signal");
+    QTest::addColumn<QString>("fields");
+    const auto row = [](const char *signal, const char *fields) {
+        QTest::newRow(signal) << QString::fromLatin1(signal) << QString::fromLatin1(fields);
+    };
+    row("altitude", "value status time");
+    row("communicator.receivedData", "id messageId payloadId data");
+    row("plugin.dataReceived", "messageId payloadId data");
+    row("virtualStick.statusChanged", "timestamp armed guided active originSet");
+    row("virtualStick.originChanged", "lat lon altAmsl");
+    row("gpsCoordinate", "latitude longitude");
+    row("roll", "");
+}
+
+void TestSignalTap::knownSignals_knowTheirFields()
+{
+    QFETCH(QString, signal);
+    QFETCH(QString, fields);
+    QStringList names;
+    const QCborMap sample = allKnownSignals().value(signal).toMap();
+    for (const auto &field : sample)
+        names.append(field.first.toString());
+    QCOMPARE(names.join(QLatin1Char(' ')), fields);
 }
 
 APP_TEST_MAIN(TestSignalTap)
