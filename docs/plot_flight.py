@@ -2,7 +2,7 @@
 """Plots a flight from a recording: track from above, height, and velocity.
 
 Usage: plot_flight.py RECORDING.tlog PICTURE
-Needs pymavlink and matplotlib. The picture in the README is the demo's flight, recorded by MAVProxy.
+Needs pymavlink and matplotlib; docs/first-flight.md tells how to record a flight.
 """
 
 import math

@@ -7,13 +7,15 @@ import re
 import signal
 import subprocess
 import sys
+import time
 from pathlib import Path
 
 import pytest
-from conftest import program_environment, write_config
-from jsonprocess import JsonProcess, Lines
+from flights import SPEED, flights
+from jsonprocess import TIMEOUT, Lines
+from livetable import wait_for_table
+from test_prompt import Terminal
 
-SPEED = 5
 SIDE = 3.0 * 1.0 * SPEED  # metres: 3 m/s for a second of ours
 SQUARE = """
 subscribe
@@ -30,78 +32,43 @@ text the square is flown
 """
 
 
-class Flight:
-    """A simulated vehicle with its operator, and a host on its first link."""
-
-    def __init__(self, bin_dir: Path, folder: Path, kind: str, autopilot: str, speed: int = SPEED):
-        self.bin_dir = bin_dir
-        self.folder = folder
-        self.processes: list[JsonProcess] = []
-        link = "tcp:127.0.0.1:0" if kind == "tcp" else f"pty:{folder / 'host-port'}"
-        links = ["--link", link, "--link", "tcp:127.0.0.1:0"]
-        boot = ["--autopilot", autopilot, "--boot-delay", "5", "--speed", speed]
-        self.sim = self.start("noflailsten-sim", *boot, *links)
-        self.addresses = [self.sim.wait_for_event("listening")["address"] for _ in range(2)]
-
-    def start(self, program: str, *arguments) -> JsonProcess:
-        command = [self.bin_dir / program, *arguments, "--json"]
-        process = JsonProcess(command, program_environment(self.folder))
-        self.processes.append(process)
-        return process
-
-    def start_host(self, *arguments) -> JsonProcess:
-        """It hears positions seconds later, when the vehicle has its fix: the first is the stick's origin."""
-        if self.addresses[0].startswith("tcp"):
-            _, device, parameter = self.addresses[0].split(":")
-            kind = "TCP"
-        else:
-            device, parameter, kind = self.addresses[0].removeprefix("pty:"), "921600", "UART"
-        settings = {
-            "MAV/CONNECTION_TYPE": kind,
-            "MAV/SERIAL_DEVICE": device,
-            "MAV/BAUD_RATE": parameter,
-            "MAV/V2_EXTENSION": "true",
-        }
-        config = write_config(self.folder / "host.ini", settings)
-        host = self.start("noflailsten-host", "--config", config, *arguments)
-        host.wait_for("virtualStick.statusChanged")
-        return host
-
-    def play(self, host: JsonProcess, script: str) -> None:
-        for line in script.strip().splitlines():
-            host.write_line(line)
-
-    def end(self) -> None:
-        for process in reversed(self.processes):
-            was_running = process.is_running()
-            process.ask_to_end()
-            code = process.wait_for_end()
-            assert code == 0 or not was_running, process.story(f"Asked to end, it ended with {code}.")
+@pytest.fixture
+def fly(bin_dir, tmp_path):
+    with flights(bin_dir, tmp_path) as begin:
+        yield begin
 
 
 @pytest.fixture
-def fly(bin_dir, tmp_path):
-    flights = []
+def terminal(bin_dir, environment):
+    """Starts hosts on terminals."""
+    started = []
 
-    def fly(kind: str, autopilot: str, speed: int = SPEED) -> Flight:
-        flights.append(Flight(bin_dir, tmp_path, kind, autopilot, speed))
-        return flights[-1]
+    def start(flight, *arguments) -> Terminal:
+        command = [bin_dir / "noflailsten-host", "--config", flight.write_host_config(), "--no-reconnect"]
+        state = {"XDG_STATE_HOME": str(flight.folder / "state")}
+        started.append(Terminal([*command, *arguments], {**environment, **state}))
+        return started[-1]
 
-    yield fly
-    for flight in flights:
-        flight.end()
+    yield start
+    for terminal in started:
+        terminal.close()
 
 
 def track(host) -> list[dict]:
     return host.values("virtualStick.localPositionChanged")
 
 
+def play(host, script: str) -> None:
+    for line in script.strip().splitlines():
+        host.write_line(line)
+
+
 @pytest.mark.parametrize("kind", ["tcp", "pty"])
 def test_ardupilot_flies_a_square(fly, kind):
     flight = fly(kind, "ardupilot")
+    flight.wait_for_fix()
     host = flight.start_host("--script", "-")
-    host.write_line("wait-for timeIsSet=true 60")  # the fix is there
-    flight.play(host, SQUARE)
+    play(host, SQUARE)
     host.wait_for("textToGround", lambda text: text["text"] == "the square is flown")
     flown = track(host)
     height = [-p["z"] for p in flown]
@@ -120,32 +87,104 @@ def test_ardupilot_flies_a_square(fly, kind):
 def test_host_that_is_interrupted_leaves_the_vehicle_in_a_hover(fly):
     flight = fly("tcp", "ardupilot")
     host = flight.start_host("--script", "-")
-    host.write_line("wait-for timeIsSet=true 60")
-    flight.play(host, SQUARE.split("velocity", 1)[0] + "velocity 5 0 0 0 60")
+    play(host, SQUARE.split("velocity", 1)[0] + "velocity 5 0 0 0 60")
     host.wait_for("velocity", lambda speed: speed > 4)
     host.ask_to_end(signal.SIGINT)
     assert host.wait_for_end() == 0
     assert [record for record in host.records if record.get("event") == "hover"]
-    again = flight.start_host()
+    again = flight.start_host("--script", "-")
+    again.write_line("subscribe")
     again.wait_for("velocity", lambda speed: speed < 0.5)
     assert again.values("virtualStick.statusChanged")[-1]["armed"] is True
 
 
+def test_interrupt_at_the_prompt_leaves_the_vehicle_in_a_hover(fly, terminal):
+    flight = fly("tcp", "ardupilot", tapped=True)
+    observer = flight.observe()
+    host = terminal(flight, "--quiet")
+    host.wait_for("> ")
+    host.type("control\rarm 60\r")
+    flight.sim.wait_for_record(lambda record: record.get("armed"))
+    host.type("takeoff\r")
+    observer.until(lambda position: position.relative_alt > 4000)
+    host.type("velocity 3 0 0 0 60\r")
+    observer.until(lambda position: position.vx > 200)
+    host.type("stat\x03")
+    assert host.wait_for_end() == 0
+    assert flight.tap.last_velocity() == (0, 0, 0, 0)
+    observer.until_it_hovers()
+
+
+def test_live_view_before_the_fix_tells_no_distance(fly, terminal, tmp_path):
+    flight = fly("tcp", "ardupilot", boot_delay=1000)
+    script = tmp_path / "listen.script"
+    script.write_text("wait-for autopilotStatus=2\nsubscribe\n")
+    host = terminal(flight, "--script", script)
+    table = wait_for_table(host, lambda table: table.text("From origin").startswith("no fix yet"))
+    assert table.text("Autopilot").startswith("heard")
+    assert table.text("Position").startswith("0.0000000")
+    assert not table.has_track()
+
+
+def test_live_view_shows_the_flight_and_its_track(fly, terminal, tmp_path):
+    flight = fly("tcp", "ardupilot")
+    flight.wait_for_fix()
+    script = tmp_path / "corner.script"
+    flown = SQUARE.split("velocity", 1)[0].replace(">14", ">5")
+    script.write_text(f"wait-for autopilotStatus=2\n{flown}velocity 3 0 0 0 1\nvelocity 0 3 0 0 600\n")
+    host = terminal(flight, "--script", script)
+    wait_for_table(host, lambda table: any("Logging started (auto)" in row for row in table.rows))
+    moving = wait_for_table(host, lambda table: (table.number("Velocity") or 0) > 2)
+    assert moving.text("Logging").startswith("on")
+    assert re.match(r"35\.36\d+° S, 149\.16\d+° E", moving.text("Position"))
+    assert re.match(r"roll -?\d+\.\d°, pitch -?\d+\.\d°, yaw", moving.text("Attitude"))
+    far = wait_for_table(host, lambda table: (table.number("From origin") or 0) > 25)
+    assert re.match(r"[\d.]+ m away, [\d.]+ m above it", far.text("From origin"))
+    assert far.number("Altitude") > 4
+    (origin_row, origin_column), (row, column) = far.place("+"), far.place("#")
+    assert row < origin_row and column > origin_column + 5, far.rows  # to the north-east
+    assert sum(line.count(".") for line in far.track()) > 5
+
+
 @pytest.mark.parametrize("kind", ["tcp", "pty"])
 def test_px4_refuses_the_mode_and_flies_when_the_operator_switches(fly, kind):
-    flight = fly(kind, "px4", speed=2)  # off-board is lost 1 s after the last velocity
+    flight = fly(kind, "px4", speed=1)  # off-board is lost 1 s after the last velocity
+    host = start_px4_flight(flight)
+    host.write_line("velocity 3 0 -1 0 600")
+    switch_to_off_board(flight, host)
+    host.wait_for("velocity", lambda speed: 2.5 < speed < 4)
+    assert flight.modes()[-1] == "offboard"
+    assert "rtl" not in flight.modes()
+
+
+def test_px4_returns_home_when_the_velocities_stop(fly):
+    flight = fly("tcp", "px4", speed=2)
+    host = start_px4_flight(flight)
+    host.write_line("velocity 3 0 -1 0 600")
+    switch_to_off_board(flight, host)
+    host.ask_to_end()
+    assert host.wait_for_end() == 0
+    flight.wait_for_mode("rtl")
+    assert flight.modes()[-2:] == ["offboard", "rtl"]
+
+
+def start_px4_flight(flight):
+    """In the air, and refused the mode."""
     host = flight.start_host("--script", "-")
     host.wait_for("timeIsSet")
-    flight.play(host, "subscribe\ncontrol\narm 60\ntakeoff")
+    play(host, "subscribe\ncontrol\narm 60\ntakeoff")
     host.wait_for_record(lambda r: r.get("event") == "hint" and "Offboard" in r["message"])
-    host.wait_for("virtualStick.statusChanged", lambda status: status["armed"])
-    host.write_line("velocity 3 0 -1 0 20")
-    host.write_line("text the velocities are over")
-    while not any(2.5 < speed < 4 for speed in host.values("velocity")):
-        flight.sim.write_line("mode offboard")  # refused until the first velocity has come
+    flight.sim.wait_for_record(lambda record: record.get("landed") is False)
+    return host
+
+
+def switch_to_off_board(flight, host) -> None:
+    """The autopilot refuses it until the first velocity has come."""
+    deadline = time.monotonic() + TIMEOUT
+    while "offboard" not in flight.modes():
+        assert time.monotonic() < deadline, flight.sim.story("It refuses.")
+        flight.sim.write_line("mode offboard")
         host.wait_for("velocity")
-        over = {"text": "the velocities are over", "type": 0}
-        assert over not in host.values("textToGround"), host.story("It did not fly.")
 
 
 def test_mavproxy_sees_the_flight(fly):
@@ -166,8 +205,7 @@ def test_mavproxy_sees_the_flight(fly):
         said = Lines(process.stdout, str)
         assert said.wait_for(lambda line: "online system 1" in line, 60)
         host = flight.start_host("--script", "-")
-        host.write_line("wait-for timeIsSet=true 60")
-        flight.play(host, SQUARE)
+        play(host, SQUARE)
         wait_for_all(said, "Mode GUIDED", "ARMED")
         host.wait_for("textToGround", lambda text: text["text"] == "the square is flown")
         flight.sim.write_line("mode land")

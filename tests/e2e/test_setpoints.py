@@ -1,6 +1,6 @@
 # SPDX-License-Identifier: MIT
-"""Velocities at 50 Hz on a healthy link: none is lost. NOFLAILSTEN_SETPOINT_SECONDS=600 makes it the
-endurance run, in which the rate is held too; -s shows the latency from call to far end of the wire."""
+"""Velocities at 50 Hz on a healthy link: none is lost, and the rate is held. NOFLAILSTEN_SETPOINT_SECONDS=600
+makes it the endurance run; -s shows the latency from call to far end of the wire."""
 
 import os
 import socket
@@ -31,6 +31,13 @@ def receive(server: socket.socket) -> list[tuple[int, int]]:
     return received
 
 
+def assert_rate_held(received: list[tuple[int, int]]) -> None:
+    """Within 5 %, where the velocities arrive; a machine that stands still for a moment does not count."""
+    numbers, times_ns = zip(*received, strict=True)
+    seconds_each = statistics.linear_regression(numbers, times_ns).slope / 1e9
+    assert abs(seconds_each * RATE - 1) < 0.05, f"{1 / seconds_each} Hz"
+
+
 def test_velocities_at_50_hz_all_arrive_at_their_rate(bin_dir, tmp_path):
     with socket.create_server(("127.0.0.1", 0)) as server:
         server.settimeout(60)
@@ -46,9 +53,7 @@ def test_velocities_at_50_hz_all_arrive_at_their_rate(bin_dir, tmp_path):
         assert process.wait(60) == 0
     sent = [tuple(map(int, line.split())) for line in (tmp_path / "sent").read_text().splitlines()]
     assert [number for number, _ in received] == [number for number, _ in sent] == list(range(SECONDS * RATE))
-    seconds = (sent[-1][1] - sent[0][1]) / 1e9
-    if SECONDS >= 60:  # a busy machine may stand still for a quarter of a second
-        assert abs((len(sent) - 1) / seconds - RATE) < 0.05 * RATE
+    assert_rate_held(received)
     latencies = [(there - here) / 1e6 for (_, there), (_, here) in zip(received, sent, strict=True)]
     cuts = statistics.quantiles(latencies, n=100)
     assert min(latencies) > 0
