@@ -20,8 +20,7 @@ struct Interval
 void TelemetryRequests::forPx4(quint8 targetSystem, int rateHz, const Request &request)
 {
     const float telemetryIntervalUs = MicrosecondsPerSecond / static_cast<float>(rateHz);
-    // GPS2_RAW (124), though GPS_RAW_INT (24) is what we handle: that is what autopilots in the field are
-    // used to be asked.
+    // GPS2_RAW (124), though GPS_RAW_INT (24) is what we handle: kept, so that the wire stays as it was.
     const Interval intervals[] = {{msg::GPS2_RAW::MSG_ID, telemetryIntervalUs},
                                   {mavlink::standard::msg::GLOBAL_POSITION_INT::MSG_ID, telemetryIntervalUs},
                                   {msg::ATTITUDE::MSG_ID, telemetryIntervalUs},

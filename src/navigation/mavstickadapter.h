@@ -42,14 +42,16 @@ public:
     /// Sends nothing. @return true
     bool forceObtainControl() override;
     /// SET_POSITION_TARGET_LOCAL_NED: metres per second north, east, down; degrees per second, clockwise
-    /// positive.
+    /// positive. Sent as given: NaN, infinity and any speed too.
     void setVelocity(const Utils::Vector3d &velocity, float yawRate) override;
     /// Asks for positions and attitude (ArduPilot: at 50 Hz), GPS, time and distance; each request three
-    /// times, as none is acknowledged. Without a detected autopilot: a critical line. @return true
+    /// times, as none is acknowledged. The driver asks for the same every 10 s, at MAV/TELEMETRY_RATE: the
+    /// later request holds. Without a detected autopilot: a critical line. @return true
     bool subscribeToTelemetry() override;
     /// @return true
     bool arm() override;
-    /// To 15 m above the ground. @return true
+    /// To 15 m: above home for an ArduPilot, above mean sea level for a PX4, which below its least height
+    /// climbs to that. @return true
     bool takeOff() override;
 
     /// Addresses commands to a system before its heartbeat is seen here. Only what this system sends is

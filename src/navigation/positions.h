@@ -44,7 +44,8 @@ NOFLAILSTEN_EXPORT double toDegrees(double rad);
 NOFLAILSTEN_EXPORT double degE7toDeg(qint32 v);
 
 /// Angle wrapping. Only the instances for float exist; all are computed in float.
-/// wrap360: degrees in [0, 360); wrap180: degrees in (-180, 180]; wrap2PI and wrapPI: the same in radians.
+/// wrap360: degrees in [0, 360), but 360 for a negative angle too small to tell from a whole turn; wrap180:
+/// degrees in (-180, 180]; wrap2PI and wrapPI: the same in radians.
 template <typename T>
 T wrap360(T x);
 template <typename T>
@@ -62,7 +63,8 @@ NOFLAILSTEN_EXPORT float wrap2PI(float x);
 template <>
 NOFLAILSTEN_EXPORT float wrapPI(float x);
 
-/// A geographic position. NaN is not checked for; it propagates.
+/// A geographic position. NaN is not checked for; it propagates. The functions keep no state and may be
+/// called from any thread.
 struct NOFLAILSTEN_EXPORT Coordinate
 {
     double latitude = 0;              ///< Degrees, north positive.
@@ -70,17 +72,20 @@ struct NOFLAILSTEN_EXPORT Coordinate
     AltitudeType altitudeType = AMSL; ///< What `altitude` counts from.
     double altitude = 0;              ///< Metres.
 
-    /// Equirectangular offset of `to` from `from`; the cosine is that of the latitude of `to`. Altitudes are
-    /// ignored.
+    /// Equirectangular offset (plate carrée, scaled by a cosine) of `to` from `from`; the cosine is that of
+    /// the latitude of `to`. Altitudes are ignored.
     static void localOffsetFromGpsOffset(Utils::Vector2d &out, Coordinate from, Coordinate to);
     /// The inverse. Writes latitude and longitude of `out` only. The guard for the pole compares degrees with
     /// pi/2, so it fires at a latitude of 1.5708 degrees and never at a pole.
     static void gpsOffsetFromLocalOffset(Coordinate &out, Coordinate origin, Utils::Vector2d offset);
-    /// Central angle between two positions, radians (haversine).
+    /// Central angle between two positions, radians: haversine (R. W. Sinnott, "Virtues of the Haversine",
+    /// Sky and Telescope 68, 1984), not clamped, so that rounding can make it NaN within 3 m of the antipode
+    /// and beside a pole.
     static double getArcInRadians(const Coordinate &a, const Coordinate &b);
     /// Great-circle distance, metres.
     static double getDistance(const Coordinate &a, const Coordinate &b);
-    /// Initial bearing of the great circle, degrees in [-180, 180], 0 north, 90 east.
+    /// Initial bearing of the great circle, by the four-part formula of spherical trigonometry; degrees in
+    /// [-180, 180], 0 north, 90 east.
     static double getHeadingFromCoordinates180(const Coordinate &from, const Coordinate &to);
 
     /// This position in metres north, east and down of the origin. The second argument is ignored.

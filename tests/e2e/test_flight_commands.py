@@ -110,7 +110,7 @@ def test_velocity_is_sent_to_the_bit(host, autopilot, north, east, down, yaw_rat
         "vx": single(north),
         "vy": single(east),
         "vz": single(down),
-        "yaw_rate": single(single(yaw_rate) * SINGLE_PI / 180),
+        "yaw_rate": single(single(yaw_rate) / 180 * SINGLE_PI),
     }
     assert fields(message) == {name: value for name, value in expected.items() if value}
     assert (message.get_srcSystem(), message.get_srcComponent()) == (2, 5)
@@ -172,7 +172,7 @@ def test_link_that_is_lost_in_flight_ends_the_script(host, autopilot):
     ids=["ArduPilot", "PX4"],
 )
 def test_vehicle_that_is_taken_over_is_left_alone(host, autopilot, kind, ours, theirs):
-    """The guided bit says nothing: an ArduPilot keeps it in loiter, a PX4 sets it then."""
+    """The guided bit says nothing: an ArduPilot sets it at boot too, a PX4 sets it then."""
     autopilot.send(mode(kind, theirs, ARMED | GUIDED))
     host.wait_for("virtualStick.statusChanged")
     host.write_line("control")

@@ -85,6 +85,7 @@ private Q_SLOTS:
     void systemZero_thenAnother_isKnownByBothTheSame();
     void restart_keepsOriginAndTarget();
     void ownFramerOfTheStick_isNotConnected();
+    void stop_fromInsideASignal_endsTheLinkAndNothingElse();
     void destruction_takesTheStickAlong();
 };
 
@@ -410,10 +411,35 @@ void TestMavVirtualStick::ownFramerOfTheStick_isNotConnected()
     AutopilotRig rig(controller);
     QVERIFY(rig.start(controller));
     QSignalSpy written(adapterOf(rig), &MavStickAdapter::sendData);
-    rig.plugin->feed(Golden::Px4Heartbeat);
+    // By the link: bytes that both parsers got would be no frame to either.
+    QSignalSpy status(rig.plugin->virtualStick(), &IVirtualStick::statusChanged);
+    controller.send(QByteArray::fromHex(Golden::Px4Heartbeat));
+    QTRY_COMPARE(status.size(), 1);
     rig.log.take();
     rig.plugin->virtualStick()->arm();
     QCOMPARE(written.size(), 0);
+    QCOMPARE(controller.receive(1).size(), 1);
+}
+
+void TestMavVirtualStick::stop_fromInsideASignal_endsTheLinkAndNothingElse()
+{
+    FakeFlightController controller;
+    AutopilotRig rig(controller);
+    QVERIFY(rig.start(controller));
+    IVirtualStick *stick = rig.plugin->virtualStick();
+    connect(stick, &IVirtualStick::statusChanged, rig.plugin.get(), &MavAutopilot::stop);
+    QSignalSpy attitude(stick, &IVirtualStick::attitudeChanged);
+    // What came in with the same read is still told of.
+    rig.plugin->dispatchReceivedData(QByteArray::fromHex(Golden::Px4Heartbeat) +
+                                     QByteArray::fromHex(Golden::Attitude));
+    QVERIFY(!rig.plugin->isStarted());
+    QCOMPARE(attitude.size(), 1);
+    rig.log.take();
+    stick->setVelocity({1, 0, 0}, 0); // goes nowhere
+    QCOMPARE(rig.log.take(), QStringList());
+    disconnect(stick, &IVirtualStick::statusChanged, rig.plugin.get(), &MavAutopilot::stop);
+    QVERIFY(rig.start(controller));
+    stick->arm();
     QCOMPARE(controller.receive(1).size(), 1);
 }
 

@@ -85,7 +85,8 @@ private Q_SLOTS:
     void gpsOffset_atThePole_divides();
     void arc_agreesWithAWiderComputation_data() { addPairs(); }
     void arc_agreesWithAWiderComputation();
-    void arc_betweenOppositePoles_isNotClamped();
+    void arc_betweenOppositePoles_isThatOfTheLibrarysPi();
+    void arc_whoseHaversineLeavesTheUnitRange_isNotClamped();
     void distance_isTheArcTimesTheRadius_data() { addPairs(); }
     void distance_isTheArcTimesTheRadius();
     void distance_ofADegreeOfLatitude_isTheLiteral();
@@ -223,11 +224,20 @@ void TestCoordinate::arc_agreesWithAWiderComputation()
     QVERIFY(close(Coordinate::getArcInRadians(to, from), arcByChord(from, to), 4e-15L));
 }
 
-void TestCoordinate::arc_betweenOppositePoles_isNotClamped()
+void TestCoordinate::arc_betweenOppositePoles_isThatOfTheLibrarysPi()
 {
     const double arc = Coordinate::getArcInRadians({90, 0}, {-90, 0});
-    QVERIFY(close(arc, 3.14159265358979L, 1e-6L)); // 2 asin(1): this is the library's pi, not ours
+    QVERIFY(close(arc, 3.14159265358979L, 1e-6L)); // 2 asin(1)
     QCOMPARE(Coordinate::getArcInRadians({12, 34}, {12, 34}), 0.0);
+}
+
+void TestCoordinate::arc_whoseHaversineLeavesTheUnitRange_isNotClamped()
+{
+    // Rounding makes the haversine greater than 1 near the antipode, and less than 0 beside a pole.
+    QVERIFY(std::isnan(
+        Coordinate::getArcInRadians({-40.79298412291399, 0}, {40.79298411535506, -179.99999499104382})));
+    const double halfTurn = 180 * 3.14159265358979323846 / 3.1415927410125732;
+    QVERIFY(std::isnan(Coordinate::getArcInRadians({90.00000033900437, 0}, {89.99999465203945, halfTurn})));
 }
 
 void TestCoordinate::distance_isTheArcTimesTheRadius()
