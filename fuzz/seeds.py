@@ -89,7 +89,7 @@ def body_seeds():
 def settings_seeds():
     yield b"[MAV]\nCONNECTION_TYPE=TCP\nSERIAL_DEVICE=127.0.0.1\nBAUD_RATE=5760\nSYSTEM_ID=2\n"
     yield b"[APP]\nVERBOSE=true\nOLD=1\n[Payloads]\nX=@Variant(\\0\\0\\0\\x2)\n"
-    yield b"[%General]\na\\b\\c=1, 2, \"three\"\n[MAV/X]\n=@Invalid()\n"
+    yield b'[%General]\na\\b\\c=1, 2, "three"\n[MAV/X]\n=@Invalid()\n'
 
 
 def call_seeds():
@@ -109,7 +109,7 @@ def user_seeds():
         0: ["tcp:127.0.0.1:5760", "tcp:[::1]:0", "/dev/ttyUSB0,57600", "pty:/tmp/link"],
         1: [
             "control\narm 30\ntakeoff\nvelocity 1 0 -0.5 10 2\nquit",
-            "wait-for roll>1 5\nsend 1 4 hex:01ff\nset MAV SYSTEM_ID 7\ntext hello\nwait 0.5\nstatus\nsubscribe",
+            "wait-for roll>1 5\nsend 1 4 hex:01ff\nset MAV SYSTEM_ID 7\nwait 0.5\nstatus",
         ],
         2: ["roll>0.1", "virtualStick.statusChanged.guided=true", "textToGround.text=x"],
         3: ["hex:00ff", "text:hello"],

@@ -21,6 +21,9 @@ sys.path.insert(0, str(DATA))
 
 
 def pytest_configure(config: pytest.Config) -> None:
+    config.addinivalue_line(
+        "markers", "alone: judges how fast something happens; nothing else runs meanwhile"
+    )
     programs = ("noflailsten-ground", "noflailsten-host", "noflailsten-sim")
     missing = [name for name in programs if not (binaries() / name).is_file()]
     if missing:

@@ -22,6 +22,7 @@ class FrameParser:
       claims to hold is gone, start markers inside it too. But if its very last byte is the marker of
       version 2, the C parser takes that for the beginning of the next frame, of the version of the dropped
       one. The real next one is lost.
+    - To the C parser a signed frame with a bad checksum ends with the checksum.
     """
 
     def __init__(self):
@@ -37,25 +38,36 @@ class FrameParser:
             self.frame.append(byte)
             if self._has_foreign_flags():
                 self.frame.clear()
-            elif self._is_complete():
-                frame = bytes(self.frame)
+            elif self._has_bad_checksum():
+                version = self.frame[0]
                 self.frame.clear()
-                if is_good(frame):
-                    yield frame
-                elif byte == V2_MARKER:
-                    self.frame.append(frame[0])
+                if byte == V2_MARKER:
+                    self.frame.append(version)
+            elif self._is_complete():
+                yield bytes(self.frame)
+                self.frame.clear()
 
     def _has_foreign_flags(self) -> bool:
         return len(self.frame) == 3 and self.frame[0] == V2_MARKER and bool(self.frame[2] & ~SIGNED_FLAG)
+
+    def _has_bad_checksum(self) -> bool:
+        return (
+            len(self.frame) >= 3
+            and len(self.frame) == unsigned_length(self.frame)
+            and not is_good(self.frame)
+        )
 
     def _is_complete(self) -> bool:
         return len(self.frame) >= 3 and len(self.frame) == claimed_length(self.frame)
 
 
+def unsigned_length(frame: bytes) -> int:
+    return (V1_OVERHEAD if frame[0] == V1_MARKER else V2_OVERHEAD) + frame[1]
+
+
 def claimed_length(frame: bytes) -> int:
-    if frame[0] == V1_MARKER:
-        return V1_OVERHEAD + frame[1]
-    return V2_OVERHEAD + frame[1] + (SIGNATURE if frame[2] & SIGNED_FLAG else 0)
+    signed = frame[0] == V2_MARKER and frame[2] & SIGNED_FLAG
+    return unsigned_length(frame) + (SIGNATURE if signed else 0)
 
 
 def message_id(frame: bytes) -> int:
@@ -66,8 +78,7 @@ def is_good(frame: bytes) -> bool:
     known = mavlink.mavlink_map.get(message_id(frame))
     if known is None:
         return False
-    overhead = V1_OVERHEAD if frame[0] == V1_MARKER else V2_OVERHEAD
-    end = overhead - CHECKSUM + frame[1]
+    end = unsigned_length(frame) - CHECKSUM
     crc = x25crc(frame[1:end])
     crc.accumulate(bytes([known.crc_extra]))
     return crc.crc == int.from_bytes(frame[end : end + CHECKSUM], "little")

@@ -75,6 +75,7 @@ def longest_demo_s(bin_dir: Path) -> float:
     return 4 * TIMEOUT if sanitized else TIMEOUT
 
 
+@pytest.mark.alone
 def test_the_demo_flies_and_tells_of_it_in_90_seconds(bin_dir, environment):
     begin = time.monotonic()
     result = subprocess.run(

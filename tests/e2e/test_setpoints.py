@@ -8,6 +8,7 @@ import statistics
 import subprocess
 import time
 
+import pytest
 from conftest import program_environment, write_config
 from pymavlink.dialects.v20 import ardupilotmega as mavlink
 
@@ -38,6 +39,7 @@ def assert_rate_held(received: list[tuple[int, int]]) -> None:
     assert abs(seconds_each * RATE - 1) < 0.05, f"{1 / seconds_each} Hz"
 
 
+@pytest.mark.alone
 def test_velocities_at_50_hz_all_arrive_at_their_rate(bin_dir, tmp_path):
     with socket.create_server(("127.0.0.1", 0)) as server:
         server.settimeout(60)

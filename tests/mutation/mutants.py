@@ -1,8 +1,8 @@
 # SPDX-License-Identifier: MIT
 """Small faults that could be planted in C++ sources: an operator turned, a constant changed, a call left out.
 
-The sources are formatted by clang-format, so a binary operator stands between blanks, and a template's brackets and a
-pointer's star do not.
+The sources are formatted by clang-format, so a binary operator stands between blanks, and a template's
+brackets and a pointer's star do not.
 """
 
 import re

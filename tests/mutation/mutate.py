@@ -3,8 +3,8 @@
 
     python tests/mutation/mutate.py BUILD [--count N] [--seed N] [--mavlink FOLDER] [FILE...]
 
-Works on a copy of the sources in BUILD. A fault that does not compile, or that makes a test fail or hang, is noticed. Ends
-with 1 if fewer than --least of a hundred are.
+Works on a copy of the sources in BUILD. A fault that makes a test fail or hang is noticed; one that does not
+compile does not count. Ends with 1 if fewer than --least of a hundred are noticed.
 """
 
 import argparse
@@ -51,12 +51,23 @@ class Project:
 
     def passes(self, *selection):
         """Whether the selected tests pass; a selection of none counts as passed."""
-        command = ["ctest", "--test-dir", self.build, "--timeout", TEST_SECONDS, "--stop-on-failure", "-j", "2"]
+        command = [
+            "ctest",
+            "--test-dir",
+            self.build,
+            "--timeout",
+            TEST_SECONDS,
+            "--stop-on-failure",
+            "-j",
+            "2",
+        ]
         return run([*command, "-E", "^package$", *selection]).returncode == 0
 
 
 def run(command):
-    return subprocess.run([str(word) for word in command], stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+    return subprocess.run(
+        [str(word) for word in command], stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL
+    )
 
 
 def nearest_tests(path):
@@ -85,7 +96,9 @@ def arguments():
     parser.add_argument("--seed", type=int, default=1)
     parser.add_argument("--least", type=float, default=85.0)
     parser.add_argument("--mavlink", type=Path, help="generated headers, to save making them")
-    parser.add_argument("files", nargs="*", type=Path, help="relative to the project; all of src/ if none is named")
+    parser.add_argument(
+        "files", nargs="*", type=Path, help="relative to the project; all of src/ if none is named"
+    )
     return parser.parse_args()
 
 
