@@ -3,8 +3,11 @@
 
 #include "app/logged.h"
 
+#include <QFile>
+#include <QFileInfo>
 #include <QMetaMethod>
 #include <QSet>
+#include <QThread>
 
 namespace {
 
@@ -16,6 +19,7 @@ constexpr auto SkipEmptyParts = QString::SkipEmptyParts;
 
 constexpr const char *FileSeparator = "/";
 constexpr const char *SignalSeparator = "_";
+constexpr unsigned long LockIsFilledAfterMs = 100;
 
 QString nameOf(const QString &signature)
 {
@@ -53,6 +57,20 @@ bool isReserved(const QString &key)
         if (group == QLatin1String(reserved))
             return true;
     return false;
+}
+
+// QSettings makes its lock file and then writes its process id into it. Whoever is killed in between leaves
+// an empty one, for which the next write would wait half a minute. The file's age tells nothing: boards start
+// without the time.
+void removeAbandonedLock(const QString &path)
+{
+    QFileInfo lock(path + QStringLiteral(".lock"));
+    if (!lock.exists() || lock.size() != 0)
+        return;
+    QThread::msleep(LockIsFilledAfterMs);
+    lock.refresh();
+    if (lock.exists() && lock.size() == 0)
+        QFile::remove(lock.filePath());
 }
 
 void registerArgumentTypes()
@@ -96,6 +114,7 @@ void App::fillSignalTypes()
 void App::loadSettings(const QString &path)
 {
     delete openSettings;
+    removeAbandonedLock(path);
     openSettings = new QSettings(path, QSettings::IniFormat, this);
     if (App *app = runningApp())
         connect(app, &App::APP_VERBOSE, this, &App::onVerboseChanged, Qt::UniqueConnection);

@@ -3,9 +3,12 @@
 #include "support/logcapture.h"
 
 #include <QDir>
+#include <QElapsedTimer>
 #include <QSignalSpy>
+#include <QThread>
 
 #include <csignal>
+#include <memory>
 #include <sys/resource.h>
 
 namespace {
@@ -56,6 +59,8 @@ private Q_SLOTS:
     void fileInPlaceOfTheFolder_leavesASettingsStoreInMemory();
     void fullDisk_leavesTheFileAsItWas();
     void fullDisk_gone_theNextUpdateWritesEverything();
+    void lockOfAKilledProcess_delaysNothing();
+    void lockThatIsFilledMeanwhile_stays();
     void binaryFile_loads();
 };
 
@@ -266,6 +271,37 @@ void TestSettingsFile::fullDisk_gone_theNextUpdateWritesEverything()
     }
     f.app.updateSetting("MAV", "COMPONENT_ID", 4);
     QCOMPARE(f.text(), QByteArray("[APP]\nVERBOSE=true\n\n[MAV]\nCOMPONENT_ID=4\nSYSTEM_ID=3\n"));
+}
+
+void TestSettingsFile::lockOfAKilledProcess_delaysNothing()
+{
+    const LogCapture log;
+    SettingsFixture<> f;
+    QFile lock(f.path + QStringLiteral(".lock"));
+    QVERIFY(lock.open(QIODevice::WriteOnly)); // killed before it wrote whose it is
+    QElapsedTimer time;
+    time.start();
+    f.load("[MAV]\nSYSTEM_ID=7\n");
+    f.app.setSettingDefault("MAV", "COMPONENT_ID", 5);
+    f.app.syncSettings();
+    QVERIFY2(time.elapsed() < 15000, "waits half a minute for nobody");
+    QCOMPARE(f.stored().value(QStringLiteral("MAV/COMPONENT_ID")).toInt(), 5);
+}
+
+void TestSettingsFile::lockThatIsFilledMeanwhile_stays()
+{
+    SettingsFixture<> f;
+    QFile lock(f.path + QStringLiteral(".lock"));
+    QVERIFY(lock.open(QIODevice::WriteOnly));
+    const std::unique_ptr<QThread> owner(QThread::create([&lock] {
+        lock.write("1\nsomebody\nsomewhere\n");
+        lock.flush();
+    }));
+    owner->start();
+    f.load();
+    owner->wait();
+    QVERIFY(lock.exists());
+    QVERIFY(lock.remove()); // nobody waits for it at the end
 }
 
 void TestSettingsFile::binaryFile_loads()
