@@ -16,6 +16,7 @@ namespace {
 
 constexpr std::chrono::milliseconds ArmPeriod{2000};
 constexpr std::chrono::milliseconds VelocityPeriod{100}; // an autopilot holds a velocity for a while only
+constexpr std::chrono::milliseconds NewsOfArming{2500};  // heartbeats come once a second
 constexpr qint64 LeastSevere = 4;                        // a warning
 const QLatin1String Status("virtualStick.statusChanged");
 
@@ -87,6 +88,10 @@ void Pilot::command()
     case Kind::TakeOff:
         inOurMode = false; // a PX4 takes off in a mode of its own
         commanded = stick->takeOff();
+        if (isKnownAsDisarmed()) { // refused, but for a vehicle that has armed since it last said so
+            deadline.start(NewsOfArming);
+            return;
+        }
         break;
     default:
         stick->subscribeToTelemetry();
@@ -107,9 +112,23 @@ void Pilot::arm()
     repeat();
 }
 
+// Not refused: a PX4 wants velocities before it goes off-board.
+void Pilot::tellWhatKeepsItFromFlying()
+{
+    if (std::exchange(unheededTold, true))
+        return;
+    if (isKnownAsDisarmed())
+        Q_EMIT hint(QStringLiteral("the vehicle is not armed: it does not follow velocities yet"));
+    else if (values->value(QLatin1String(GuidedMode::Name)).isFalse())
+        Q_EMIT hint(QStringLiteral("the vehicle is not in the mode in which it follows velocities yet"));
+    else
+        unheededTold = false;
+}
+
 void Pilot::keepUpVelocity()
 {
     commanded = true;
+    tellWhatKeepsItFromFlying();
     repeat();
     if (ending)
         return;
@@ -134,7 +153,7 @@ void Pilot::repeat()
 
 void Pilot::onStored(const QString &name)
 {
-    if (name == Status && isRunning(Kind::Arm) && isArmed())
+    if (name == Status && waitsForArming() && isArmed())
         finishSoon();
     else if (name == QLatin1String(GuidedMode::Name))
         onMode(values->value(name).toBool());
@@ -163,6 +182,11 @@ void Pilot::onText()
         refusal = said.value(QLatin1String("text")).toString();
 }
 
+bool Pilot::waitsForArming() const
+{
+    return !ending && deadline.isActive() && (current.kind == Kind::Arm || current.kind == Kind::TakeOff);
+}
+
 bool Pilot::isRunning(Kind kind) const
 {
     return !ending && current.kind == kind && repetition.isActive();
@@ -174,6 +198,8 @@ void Pilot::onDeadline()
     if (!ending && current.kind == Kind::Arm)
         failure = refusal.isEmpty() ? QStringLiteral("the vehicle did not arm")
                                     : QStringLiteral("the vehicle did not arm; it says: %1").arg(refusal);
+    else if (!ending && current.kind == Kind::TakeOff)
+        failure = QStringLiteral("the vehicle is not armed");
     ending = false;
     const QString why = failure;
     failure.clear();
@@ -209,4 +235,9 @@ bool Pilot::hover()
 bool Pilot::isArmed() const
 {
     return values->value(Status).toMap().value(QLatin1String("armed")).toBool();
+}
+
+bool Pilot::isKnownAsDisarmed() const
+{
+    return values->value(Status).toMap().value(QLatin1String("armed")).isFalse();
 }

@@ -49,6 +49,7 @@ Q_SIGNALS:
 private:
     QString obstacle() const;
     QString obstacleToFlying() const;
+    void tellWhatKeepsItFromFlying();
     void command();
     void arm();
     void keepUpVelocity();
@@ -56,10 +57,12 @@ private:
     void onStored(const QString &name);
     void onMode(bool isOurs);
     void onText();
+    bool waitsForArming() const;
     bool isRunning(ScriptCommand::Kind kind) const;
     void onDeadline();
     void finishSoon(const QString &complaint = QString());
     bool isArmed() const;
+    bool isKnownAsDisarmed() const;
 
     const LatestValues *values;
     QPointer<IVirtualStick> stick;
@@ -74,4 +77,5 @@ private:
     bool controlAsked = false;
     bool inOurMode = false;
     bool takenOver = false;
+    bool unheededTold = false;
 };

@@ -98,6 +98,10 @@ private Q_SLOTS:
     void leavingOurMode_isToldOnce();
     void leavingOurMode_withoutOurFlying_isNothing();
     void vehicleNeverInOurMode_isFlownAllTheSame();
+    void disarmedVehicle_failsTheTakeOff();
+    void vehicleThatSaysLateThatItIsArmed_takesOff();
+    void disarmedVehicle_getsVelocitiesAndTheUserAWord();
+    void vehicleOfWhichNothingIsKnown_isFlownWithoutAWord();
     void leavingOurMode_toTakeOff_isNothing();
     void vehicleTakenOver_isLeftAlone_data();
     void vehicleTakenOver_isLeftAlone();
@@ -362,7 +366,54 @@ void TestPilot::vehicleNeverInOurMode_isFlownAllTheSame()
     setOurMode(false);
     QVERIFY(done->wait());
     QCOMPARE(failed->count(), 0);
+    QCOMPARE(hints->count(), 1);
+    QCOMPARE(hints->first().first().toString(),
+             QStringLiteral("the vehicle is not in the mode in which it follows velocities yet"));
+}
+
+void TestPilot::disarmedVehicle_failsTheTakeOff()
+{
+    setArmed(false);
+    pilot->run(commandOf(Kind::TakeOff));
+    setArmed(false);
+    QVERIFY(failed->wait());
+    QCOMPARE(failed->first().first().toString(), QStringLiteral("the vehicle is not armed"));
+    QCOMPARE(done->count(), 0);
+    QVERIFY(!pilot->hover());
+}
+
+void TestPilot::vehicleThatSaysLateThatItIsArmed_takesOff()
+{
+    setArmed(false);
+    pilot->run(commandOf(Kind::TakeOff));
+    QCOMPARE(stick->calls, QStringList{QStringLiteral("takeoff")});
+    setArmed(true);
+    QVERIFY(done->wait());
+    QCOMPARE(stick->calls.size(), 1);
+    QCOMPARE(failed->count(), 0);
+}
+
+void TestPilot::disarmedVehicle_getsVelocitiesAndTheUserAWord()
+{
+    setArmed(false);
+    for (int i = 0; i < 2; ++i) {
+        pilot->run(velocity(0));
+        QVERIFY(done->wait());
+    }
+    QCOMPARE(stick->calls, (QStringList{Velocity, Velocity}));
+    QCOMPARE(hints->count(), 1); // once
+    QCOMPARE(hints->first().first().toString(),
+             QStringLiteral("the vehicle is not armed: it does not follow velocities yet"));
+}
+
+void TestPilot::vehicleOfWhichNothingIsKnown_isFlownWithoutAWord()
+{
+    pilot->run(velocity(0));
+    QVERIFY(done->wait());
+    pilot->run(commandOf(Kind::TakeOff));
+    QVERIFY(done->wait());
     QCOMPARE(hints->count(), 0);
+    QCOMPARE(failed->count(), 0);
 }
 
 void TestPilot::leavingOurMode_toTakeOff_isNothing()
