@@ -59,6 +59,12 @@ bool isReserved(const QString &key)
     return false;
 }
 
+// What QSettings makes of a key that it is given: empty parts are left out.
+QString addressedKey(const QString &key)
+{
+    return key.split(QLatin1Char('/'), SkipEmptyParts).join(QLatin1Char('/'));
+}
+
 // QSettings makes its lock file and then writes its process id into it. Whoever is killed in between leaves
 // an empty one, for which the next write would wait half a minute. The file's age tells nothing: boards start
 // without the time.
@@ -208,15 +214,16 @@ void App::removeObsoleteSettings()
 }
 
 // QSettings::remove() drops empty parts of a key ("MAV/" means all of MAV, "/" the whole file) and takes
-// everything below along. What lies there is judged by its own name, so it is put back.
+// everything below along. What lies there is judged by its own name, so it is put back; but for
+// keys with empty parts, which would come back as others.
 void App::removeKey(const QString &key)
 {
-    const QString path = key.split(QLatin1Char('/'), SkipEmptyParts).join(QLatin1Char('/'));
+    const QString path = addressedKey(key);
     const QString below = path.isEmpty() ? QString() : path + QLatin1Char('/');
     QVariantMap kept;
     const QStringList keys = settings()->allKeys();
     for (const QString &other : keys)
-        if (other != key && (other == path || other.startsWith(below)))
+        if (other != key && other == addressedKey(other) && (other == path || other.startsWith(below)))
             kept.insert(other, settings()->value(other));
     settings()->remove(path);
     for (auto it = kept.constBegin(); it != kept.constEnd(); ++it)

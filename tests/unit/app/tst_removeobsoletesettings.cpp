@@ -15,6 +15,7 @@ private Q_SLOTS:
     void wholeFile_losesOnlyWhatIsObsolete();
     void keyThatIsNoPath_takesNoOtherAlong_data();
     void keyThatIsNoPath_takesNoOtherAlong();
+    void keyWithAnEmptyPart_comesBackAsNoOther();
     void readersOwnDefaults_survive();
 };
 
@@ -142,6 +143,16 @@ void TestRemoveObsoleteSettings::keyThatIsNoPath_takesNoOtherAlong()
     QCOMPARE(values.contains(QStringLiteral("MAV/SYSTEM/ID")), hasPath);
     QCOMPARE(values.value(QStringLiteral("APP/VERBOSE")).toString(), QStringLiteral("false"));
     QCOMPARE(values.value(QStringLiteral("payloads/sensor")).toString(), QStringLiteral("radar"));
+}
+
+void TestRemoveObsoleteSettings::keyWithAnEmptyPart_comesBackAsNoOther()
+{
+    SettingsFixture<> f;
+    f.load("%2F=1\n%2FFOO=2\n[MAV]\nSYSTEM_ID=7\n");
+    f.app.removeObsoleteSettings();
+    const QVariantMap expected{{QStringLiteral("APP/VERBOSE"), QStringLiteral("false")},
+                               {QStringLiteral("MAV/SYSTEM_ID"), QStringLiteral("7")}};
+    QCOMPARE(f.stored(), expected);
 }
 
 void TestRemoveObsoleteSettings::readersOwnDefaults_survive()
