@@ -2,6 +2,7 @@
 #include "app/app.h"
 
 #include "app/logged.h"
+#include "app/settingsstore.h"
 
 #include <QFile>
 #include <QFileInfo>
@@ -65,18 +66,26 @@ QString addressedKey(const QString &key)
     return key.split(QLatin1Char('/'), SkipEmptyParts).join(QLatin1Char('/'));
 }
 
-// QSettings makes its lock file and then writes its process id into it. Whoever is killed in between leaves
-// an empty one, for which the next write would wait half a minute. The file's age tells nothing: boards start
+// QLockFile makes its file and then writes its process id into it. Whoever is killed in between leaves an
+// empty one, for which the next write would wait half a minute. The file's age tells nothing: boards start
 // without the time.
 void removeAbandonedLock(const QString &path)
 {
-    QFileInfo lock(path + QStringLiteral(".lock"));
+    QFileInfo lock(path);
     if (!lock.exists() || lock.size() != 0)
         return;
     QThread::msleep(LockIsFilledAfterMs);
     lock.refresh();
     if (lock.exists() && lock.size() == 0)
         QFile::remove(lock.filePath());
+}
+
+// Of the settings, and the lock that whoever removes a dead process's lock takes for that.
+void removeAbandonedLocks(const QString &settingsPath)
+{
+    const QString lock = settingsPath + QStringLiteral(".lock");
+    removeAbandonedLock(lock);
+    removeAbandonedLock(lock + QStringLiteral(".rmlock"));
 }
 
 void registerArgumentTypes()
@@ -120,8 +129,8 @@ void App::fillSignalTypes()
 void App::loadSettings(const QString &path)
 {
     delete openSettings;
-    removeAbandonedLock(path);
-    openSettings = new QSettings(path, QSettings::IniFormat, this);
+    removeAbandonedLocks(path);
+    openSettings = new SettingsStore(path, QSettings::IniFormat, this);
     if (App *app = runningApp())
         connect(app, &App::APP_VERBOSE, this, &App::onVerboseChanged, Qt::UniqueConnection);
     verbose = settingValue("APP", "VERBOSE", false).toBool();
@@ -131,14 +140,15 @@ QSettings *App::settings()
 {
     if (!openSettings) {
         criticalLine(Logged()) << "Using settings before initialization";
-        openSettings = new QSettings(this);
+        openSettings = new SettingsStore(this);
     }
     return openSettings;
 }
 
 void App::syncSettings()
 {
-    settings()->sync();
+    settings();
+    openSettings->store();
 }
 
 QString App::settingNameToKey(const char *group, const char *name, const char *separator)
@@ -172,7 +182,7 @@ void App::updateSetting(const char *group, const char *name, const QVariant &val
 
     const QString key = settingNameToKey(group, name, FileSeparator);
     settings()->setValue(key, value);
-    settings()->sync();
+    syncSettings();
     Logged().info().noquote() << QStringLiteral("Updated: %1=%2").arg(key, value.toString());
 }
 

@@ -12,6 +12,8 @@
 #include <QString>
 #include <QVariant>
 
+class SettingsStore;
+
 namespace C {
 
 /// Names of the debug options; each starts switched off.
@@ -330,7 +332,7 @@ private:
     void emitChange(const QString &signal, const QString &type, const QVariant &value);
     void removeKey(const QString &key);
 
-    QSettings *openSettings = nullptr;
+    SettingsStore *openSettings = nullptr;
     bool verbose = false;
     QHash<QString, QString> signalTypes;
 };

@@ -16,7 +16,8 @@ from links import SerialLink
 from autopilot import ARDUPILOT, Autopilot, attitude, heartbeat
 
 PADDING = {f"PAYLOADS/KEPT_{number}": "x" * 60 for number in range(100)}
-DISK_SIZE = 65536
+DISK_SIZE = 262144
+PAGE = 4096
 SMALL_DISK = f"""
 mount -t tmpfs -o size={DISK_SIZE} none "$0" && cp "$1" "$2" && shift 2 && exec "$@"
 """
@@ -36,9 +37,12 @@ class FullDisk:
     def seen(self, pid: int) -> Path:
         return Path(f"/proc/{pid}/root") / self.config.relative_to("/")
 
-    def fill(self, pid: int) -> None:
+    def fill(self, pid: int, left: int = 0) -> None:
+        """Leaves so many bytes free."""
+        filler = self.seen(pid).with_name("filler")
         with contextlib.suppress(OSError):
-            self.seen(pid).with_name("filler").write_bytes(bytes(DISK_SIZE))
+            filler.write_bytes(bytes(DISK_SIZE))
+        os.truncate(filler, filler.stat().st_size - left)
 
     def make_room(self, pid: int) -> None:
         self.seen(pid).with_name("filler").unlink()
@@ -130,6 +134,33 @@ def test_full_disk_is_told_of_at_the_end(start, link, autopilot, tmp_path, disk)
     host.ask_to_end()
     assert host.wait_for_end() == 0
     assert f"{COMPLAINT} {full.config}" in host.log_lines
+
+
+@pytest.mark.skipif(
+    FullDisk not in DISKS,
+    reason="a small disk takes a mount of one's own, which this system refuses (user namespaces are off)",
+)
+@pytest.mark.parametrize("size", [len(PADDING), 450], ids=["7kB", "29kB"])
+@pytest.mark.parametrize("pages", range(1, 9))
+def test_disk_with_little_room_never_cuts_the_settings(start, link, autopilot, tmp_path, pages, size):
+    """A page or two less than the file needs, or a few more than it needs."""
+    padding = {f"PAYLOADS/KEPT_{number}": "x" * 60 for number in range(size)}
+    config = write_config(tmp_path / "host.ini", {**link.settings, "MAV/SYSTEM_ID": 2, **padding})
+    full = FullDisk(config)
+    host = start(full.config, full.prefix)
+    autopilot.meet(host)
+    file = full.seen(host.process.pid)
+    full.fill(host.process.pid, pages * PAGE)
+    assert_flies(host, autopilot, 61)
+    assert file.read_bytes().count(b"KEPT_") == len(padding)
+    descriptor = os.open(file.parent, os.O_PATH)  # the disk outlives the host
+    host.ask_to_end()
+    assert host.wait_for_end() == 0
+    at_end = Path(f"/proc/self/fd/{descriptor}/{file.name}").read_bytes()
+    os.close(descriptor)
+    assert at_end.count(b"KEPT_") == len(padding)
+    is_new = b"SYSTEM_ID=61" in at_end
+    assert is_new != (f"{COMPLAINT} {full.config}" in host.log_lines)
 
 
 def unprivileged() -> list[str]:

@@ -5,6 +5,7 @@
 #include <QDir>
 #include <QElapsedTimer>
 #include <QSignalSpy>
+#include <QSysInfo>
 #include <QThread>
 
 #include <csignal>
@@ -37,6 +38,17 @@ private:
     void (*previousHandler)(int);
 };
 
+void writeWithoutWaiting(SettingsFixture<> &f)
+{
+    QElapsedTimer time;
+    time.start();
+    f.load("[MAV]\nSYSTEM_ID=7\n");
+    f.app.setSettingDefault("MAV", "COMPONENT_ID", 5);
+    f.app.syncSettings();
+    QVERIFY2(time.elapsed() < 15000, "waits half a minute for nobody");
+    QCOMPARE(f.stored().value(QStringLiteral("MAV/COMPONENT_ID")).toInt(), 5);
+}
+
 } // namespace
 
 class TestSettingsFile : public QObject
@@ -60,6 +72,7 @@ private Q_SLOTS:
     void fullDisk_leavesTheFileAsItWas();
     void fullDisk_gone_theNextUpdateWritesEverything();
     void lockOfAKilledProcess_delaysNothing();
+    void lockOfTwoKilledProcesses_delaysNothing();
     void lockThatIsFilledMeanwhile_stays();
     void binaryFile_loads();
 };
@@ -279,13 +292,21 @@ void TestSettingsFile::lockOfAKilledProcess_delaysNothing()
     SettingsFixture<> f;
     QFile lock(f.path + QStringLiteral(".lock"));
     QVERIFY(lock.open(QIODevice::WriteOnly)); // killed before it wrote whose it is
-    QElapsedTimer time;
-    time.start();
-    f.load("[MAV]\nSYSTEM_ID=7\n");
-    f.app.setSettingDefault("MAV", "COMPONENT_ID", 5);
-    f.app.syncSettings();
-    QVERIFY2(time.elapsed() < 15000, "waits half a minute for nobody");
-    QCOMPARE(f.stored().value(QStringLiteral("MAV/COMPONENT_ID")).toInt(), 5);
+    writeWithoutWaiting(f);
+}
+
+// The second was killed when it was about to remove the first one's, for which it takes a lock too.
+void TestSettingsFile::lockOfTwoKilledProcesses_delaysNothing()
+{
+    const LogCapture log;
+    SettingsFixture<> f;
+    QFile lock(f.path + QStringLiteral(".lock"));
+    QVERIFY(lock.open(QIODevice::WriteOnly));
+    lock.write("2147483647\nnobody\n" + QSysInfo::machineHostName().toUtf8() + "\n");
+    lock.close();
+    QFile lockOfTheLock(f.path + QStringLiteral(".lock.rmlock"));
+    QVERIFY(lockOfTheLock.open(QIODevice::WriteOnly));
+    writeWithoutWaiting(f);
 }
 
 void TestSettingsFile::lockThatIsFilledMeanwhile_stays()
