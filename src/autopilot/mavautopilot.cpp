@@ -12,6 +12,7 @@
 #include "navigation/mavstickadapter.h"
 
 #include <QDataStream>
+#include <QTimer>
 #include <QTimerEvent>
 
 #include <atomic>
@@ -102,6 +103,7 @@ void MavAutopilot::createParts()
 {
     outlet = new MessageOutlet([this](const mavlink::Message &message) { sendMessage(message); }, this);
     carrier = new MavCommunicator(sendingPeriodMs, this);
+    carrier->installEventFilter(this);
     connect(this, &MavAutopilot::messageReceived, carrier, &MavCommunicator::onMessageReceived);
     connect(this, &MavAutopilot::messageReceived, this, &MavAutopilot::onMessageReceived);
     connect(carrier, &MavCommunicator::sendMavlinkMessage, outlet, &MessageOutlet::send);
@@ -155,6 +157,7 @@ void MavAutopilot::stop()
     carrier->stop();
     outlet->discard(); // the rest of it would be out of date on the next link
     stopTimers();
+    requestsSent = 0;
     started = false;
 }
 
@@ -181,8 +184,16 @@ void MavAutopilot::killTimerId(int &timerId)
     timerId = -1;
 }
 
+bool MavAutopilot::eventFilter(QObject *watched, QEvent *event)
+{
+    if (event->type() == QEvent::Timer)
+        deliverWhatCameMeanwhile();
+    return IAutopilotPlugin::eventFilter(watched, event);
+}
+
 void MavAutopilot::timerEvent(QTimerEvent *event)
 {
+    deliverWhatCameMeanwhile();
     if (event->timerId() == statusTimerId)
         reportStatus();
     else if (event->timerId() == heartbeatTimerId)
@@ -221,19 +232,51 @@ void MavAutopilot::sendHeartbeat()
 
 void MavAutopilot::subscribe()
 {
-    const auto request = [this](const mavlink::Message &message) { trySubscribeRequest(message); };
+    if (requestsSent == 0) // else the last round is still going, and asks for the same
+        continueSubscribing();
+}
+
+void MavAutopilot::continueSubscribing()
+{
+    int request = 0;
+    bool blocked = false;
+    const auto ask = [&](const mavlink::Message &message) {
+        if (request++ < requestsSent || blocked)
+            return;
+        trySubscribeRequest(message);
+        ++requestsSent;
+        blocked = sendHasBlocked;
+    };
     if (autopilotType == Px4)
-        TelemetryRequests::forPx4(static_cast<quint8>(targetSystemId), telemetryRate, request);
+        TelemetryRequests::forPx4(static_cast<quint8>(targetSystemId), telemetryRate, ask);
     else if (autopilotType == ArduPilot)
-        TelemetryRequests::forArduPilot(static_cast<quint8>(targetSystemId), telemetryRate, request);
+        TelemetryRequests::forArduPilot(static_cast<quint8>(targetSystemId), telemetryRate, ask);
     else
         criticalLine(*this) << "Unknown autopilot type detected : " << autopilotType;
+    if (requestsSent < request)
+        QTimer::singleShot(0, this, [this] {
+            deliverWhatCameMeanwhile();
+            if (requestsSent > 0) // else stopped
+                continueSubscribing();
+        });
+    else
+        requestsSent = 0;
 }
 
 void MavAutopilot::trySubscribeRequest(const mavlink::Message &message)
 {
-    for (int i = 0; i < 3; ++i)
+    for (int i = 0; i < 3; ++i) {
         sendMessage(message);
+        deliverWhatCameMeanwhile();
+    }
+}
+
+// Telemetry is not to be late by more than one send takes: the event loop runs several timers in a row. Not
+// from inside a send, where a receiver is not prepared for it.
+void MavAutopilot::deliverWhatCameMeanwhile()
+{
+    if (sendHasBlocked)
+        connection->readData();
 }
 
 void MavAutopilot::dispatchReceivedData(const QByteArray &data)
@@ -315,5 +358,6 @@ void MavAutopilot::sendMessage(const mavlink::Message &message)
     const quint16 length =
         mavlink::packFrame(message, static_cast<quint8>(systemId), static_cast<quint8>(componentId), frame);
     if (connection)
-        connection->sendData(reinterpret_cast<const char *>(frame), length);
+        sendHasBlocked =
+            !connection->sendData(reinterpret_cast<const char *>(frame), length) && connection->isOpened();
 }

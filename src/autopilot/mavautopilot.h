@@ -44,7 +44,8 @@ public:
     QString version() const override;
 
     /// Asks the detected autopilot for telemetry, each request three times since none is acknowledged. Runs
-    /// every 10 s.
+    /// every 10 s. A peer that does not read blocks each send for the connection's write timeout: then the
+    /// event loop gets a turn after each request, and the rest follows.
     void subscribe();
 
 Q_SIGNALS:
@@ -65,6 +66,7 @@ public Q_SLOTS:
     void sendMessage(const mavlink::Message &message);
 
 protected:
+    bool eventFilter(QObject *watched, QEvent *event) override;
     void timerEvent(QTimerEvent *event) override;
 
     void startTimers();
@@ -85,6 +87,8 @@ private:
 
     void reportStatus();
     void sendHeartbeat();
+    void continueSubscribing();
+    void deliverWhatCameMeanwhile();
 
     bool isFromAutopilot(const mavlink::mavlink_message_t &message) const;
     void handleHeartbeat(const mavlink::mavlink_message_t &message);
@@ -109,7 +113,9 @@ private:
     quint32 baudRate = 0; // baud rate of a serial connection, port of a TCP connection
     quint16 systemId = 0;
     quint16 componentId = 0;
-    quint16 targetSystemId = 0; // 0: no autopilot detected
+    int requestsSent = 0;        // of a subscription that is not complete, else 0
+    bool sendHasBlocked = false; // the last one
+    quint16 targetSystemId = 0;  // 0: no autopilot detected
     quint16 targetComponentId = 0;
     quint8 autopilotType = 0;
     TelemetryPublisher publish;

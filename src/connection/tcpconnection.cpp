@@ -47,6 +47,9 @@ void TcpConnection::close()
     if (isOpened()) {
         socket->waitForDisconnected(disconnectTimeoutMs);
         socket->close();
+        // A socket with bytes that the peer does not take stays in its closing.
+        if (isOpened())
+            socket->abort();
     }
     input->drop();
 }

@@ -15,6 +15,9 @@ from autopilot import PX4, Autopilot, attitude, heartbeat
 pytestmark = pytest.mark.alone
 
 WRITE_TIMEOUT = 0.5
+DISCONNECT_TIMEOUT = 1.0
+SUBSCRIBE_PERIOD = 10.0
+NOTICED_WITHIN = 7.0
 # Longer than any test here: the host sends its heartbeats and nothing else by itself.
 NO_STATUS_MS = 600_000
 MESSAGES = 50
@@ -54,6 +57,33 @@ def test_telemetry_comes_past_a_send_that_blocks(hosts, peer, way):
     say(f"telemetry while the peer {way}", seconds)
     assert max(seconds) > WRITE_TIMEOUT / 2, "nothing blocked"
     assert max(seconds) < WRITE_TIMEOUT + SLACK
+
+
+def test_telemetry_comes_past_everything_that_is_sent(hosts, peer):
+    """At the product's settings: heartbeats, statuses, and two subscriptions of fifteen messages."""
+    host = hosts.start(peer, "--script", "-", MAV__V2_EXTENSION="true")
+    autopilot = Autopilot(peer)
+    autopilot.meet(host)
+    peer.fill(host, lambda: autopilot.send(heartbeat(PX4)))
+    seconds = lateness(host, autopilot, int(2 * SUBSCRIBE_PERIOD / PERIOD))
+    say("telemetry at the product's settings", seconds)
+    assert max(seconds) > WRITE_TIMEOUT / 2, "nothing blocked"
+    assert max(seconds) < WRITE_TIMEOUT + SLACK
+
+
+def test_silence_of_a_peer_that_reads_nothing_is_noticed_in_time(hosts, peer):
+    host = hosts.start(peer, "--script", "-", watched=True, MAV__V2_EXTENSION="true")
+    autopilot = Autopilot(peer)
+    autopilot.meet(host)
+    peer.fill(host, lambda: autopilot.send(heartbeat(PX4)))
+    autopilot.send(heartbeat(PX4))
+    silent_since = time.time()
+    noticed = time_of(host.wait_for_event("link-lost")) - silent_since
+    dialled = time_of(host.wait_for_event("link-open")) - silent_since
+    print(f"\nsilence noticed after {noticed:.1f} s, dialled again after {dialled:.1f} s")
+    assert noticed < NOTICED_WITHIN + SLACK
+    assert dialled < NOTICED_WITHIN + DISCONNECT_TIMEOUT + 2 * SLACK
+    assert not any(record.get("event") == "link-failed" for record in host.records)
 
 
 def test_each_send_blocks_for_its_timeout_at_most(hosts, peer):

@@ -131,6 +131,7 @@ void TestMavVirtualStickThreads::velocity_ofAWorker_reachesTheWireOnceAndInOrder
     FakeFlightController controller;
     AutopilotRig rig(controller);
     QVERIFY(rig.start(controller));
+    rig.plugin->stopTimers(); // no heartbeat in between
     rig.detectPx4();
     runOnWorker([&] {
         for (int i = 0; i < count; ++i)

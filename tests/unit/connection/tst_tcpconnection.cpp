@@ -66,6 +66,7 @@ private Q_SLOTS:
     void close_waitsForThePeerThenCloses_data();
     void close_waitsForThePeerThenCloses();
     void close_endsItsWaitWhenThePeerCloses();
+    void close_withBytesThatThePeerDoesNotTake_isFinal();
     void destructor_closesAndSaysSo();
     void peerClosing_isAnnouncedOnce();
 
@@ -384,6 +385,22 @@ void TestTcpConnection::close_endsItsWaitWhenThePeerCloses()
     connection->close();
     QVERIFY(!connection->isOpened());
     QCOMPARE(recorder->takeEvents(), QStringList{QStringLiteral("disconnected")});
+}
+
+void TestTcpConnection::close_withBytesThatThePeerDoesNotTake_isFinal()
+{
+    connection->setParameter(QStringLiteral("writetimeout"), 50);
+    QVERIFY(peer->serve(*connection));
+    const QByteArray block(4 * 1024 * 1024, 'x');
+    while (connection->sendData(block.constData(), block.size()))
+        continue;
+    recorder->takeEvents();
+    connection->close();
+    QVERIFY(!connection->isOpened());
+    QCOMPARE(recorder->takeEvents(), QStringList{QStringLiteral("disconnected")});
+    QVERIFY(peer->serve(*connection)); // opens
+    QVERIFY(connection->sendData("abc", 3));
+    QCOMPARE(peer->read(3), QByteArray("abc"));
 }
 
 void TestTcpConnection::destructor_closesAndSaysSo()
