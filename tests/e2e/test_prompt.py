@@ -139,6 +139,7 @@ def test_lines_are_edited_and_remembered(start):
     terminal = start("--quiet")
     terminal.type("set MAV SYSTEM_ID 4\x7f7\r")  # a digit taken back
     terminal.wait_for("MAV/SYSTEM_ID=7")
+    terminal.wait_for("> ")  # the terminal edits by itself until then
     terminal.type("\x1b[A\x7f8\r")  # the line before, changed
     terminal.wait_for("MAV/SYSTEM_ID=8")
     terminal.type("quit\r")

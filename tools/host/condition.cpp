@@ -3,6 +3,8 @@
 
 #include <QCborMap>
 
+#include <cmath>
+
 namespace {
 
 QString longestName(const QString &text, const KnownSignals &knownSignals)
@@ -29,8 +31,7 @@ Condition::Comparison comparisonOf(QChar sign)
 bool isNumber(const QString &text)
 {
     bool ok = false;
-    text.toDouble(&ok);
-    return ok;
+    return std::isfinite(text.toDouble(&ok)) && ok;
 }
 
 // A value that came from single precision equals what it was written as, for example 0.1.

@@ -16,15 +16,22 @@ bool DetectedAutopilot::mayHaveSent(const mavlink::mavlink_message_t &message) c
     return !isDetected() || (message.sysid == systemId && message.compid == componentId);
 }
 
-void DetectedAutopilot::onMessage(const mavlink::mavlink_message_t &message)
+MAV_AUTOPILOT DetectedAutopilot::kindIn(const mavlink::mavlink_message_t &message)
 {
     if (message.msgid != mavlink::minimal::msg::HEARTBEAT::MSG_ID)
-        return;
+        return MAV_AUTOPILOT::INVALID;
     mavlink::minimal::msg::HEARTBEAT heartbeat;
     mavlink::MsgMap map(&message);
     heartbeat.deserialize(map);
     const auto sender = static_cast<MAV_AUTOPILOT>(heartbeat.autopilot);
-    if (sender != MAV_AUTOPILOT::PX4 && sender != MAV_AUTOPILOT::ARDUPILOTMEGA)
+    const bool isKnown = sender == MAV_AUTOPILOT::PX4 || sender == MAV_AUTOPILOT::ARDUPILOTMEGA;
+    return isKnown ? sender : MAV_AUTOPILOT::INVALID;
+}
+
+void DetectedAutopilot::onMessage(const mavlink::mavlink_message_t &message)
+{
+    const MAV_AUTOPILOT sender = kindIn(message);
+    if (sender == MAV_AUTOPILOT::INVALID)
         return;
     kind = sender;
     systemId = message.sysid;

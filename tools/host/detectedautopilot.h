@@ -17,6 +17,9 @@ public:
     /// Never detects anything if the plugin is not a MavAutopilot.
     explicit DetectedAutopilot(IAutopilotPlugin *plugin);
 
+    /// PX4 or ARDUPILOTMEGA, if the message is a heartbeat of one, else INVALID.
+    static mavlink::minimal::MAV_AUTOPILOT kindIn(const mavlink::mavlink_message_t &message);
+
     bool isDetected() const { return kind != mavlink::minimal::MAV_AUTOPILOT::INVALID; }
     bool isPx4() const { return kind == mavlink::minimal::MAV_AUTOPILOT::PX4; }
     /// Whether a message can be the autopilot's: before the detection anybody's can.

@@ -7,15 +7,18 @@
 #include "communication/icommunicator.h"
 #include "host/autopilottexts.h"
 #include "host/detectedautopilot.h"
+#include "host/flightmode.h"
 #include "host/groundpayloads.h"
 #include "host/guidedmode.h"
 #include "host/jsonview.h"
 #include "host/linereader.h"
+#include "host/linkreport.h"
 #include "host/liveview.h"
 #include "host/logoutput.h"
 #include "host/moderefusal.h"
 #include "host/plainview.h"
 #include "host/promptreader.h"
+#include "host/resourcereport.h"
 #include "host/satellitecount.h"
 #include "navigation/ivirtualstick.h"
 
@@ -110,11 +113,13 @@ int Host::loadPlugin()
     link = std::make_unique<LinkWatch>(plugin, [this] { return serialDeviceExists(); });
     link->setReconnecting(options.reconnect);
     connectLink();
+    countLink();
     autopilot = std::make_unique<DetectedAutopilot>(plugin);
     groundPayloads = std::make_unique<GroundPayloads>(app, *plugin, *autopilot);
     modeRefusal = std::make_unique<ModeRefusal>(plugin, *autopilot);
     satellites = std::make_unique<SatelliteCount>(plugin, *autopilot, values);
     guidedMode = std::make_unique<GuidedMode>(plugin, *autopilot, values);
+    flightMode = std::make_unique<FlightMode>(plugin, *autopilot, values);
     autopilotTexts = std::make_unique<AutopilotTexts>(plugin, *autopilot, values);
     connectHints();
     return ExitCode::Done;
@@ -128,6 +133,8 @@ void Host::begin()
     view->showEvent({"started", "plugin", QString(plugin->name() + QLatin1Char(' ') + plugin->version())});
     if (options.duration)
         durationTimer.start(*options.duration);
+    if (options.resourcesPeriod)
+        reportResources();
     link->begin();
     if (!finished)
         startScript();
@@ -158,6 +165,27 @@ void Host::tapSignals()
     connect(plugin, &IAutopilotPlugin::dataReceived, groundPayloads.get(), &GroundPayloads::forward);
 }
 
+void Host::reportResources()
+{
+    resources = std::make_unique<ResourceReport>(
+        QVector<QObject *>{&app, plugin, this, link.get(), &script, groundPayloads.get()});
+    connect(resources.get(), &ResourceReport::counted, this, [this](const QCborMap &count) {
+        view->showEvent({"resources", "resources", count});
+    });
+    resources->start(*options.resourcesPeriod);
+}
+
+void Host::countLink()
+{
+    linkReport = std::make_unique<LinkReport>(plugin, values);
+    connect(link.get(), &LinkWatch::opened, linkReport.get(), &LinkReport::onOpened);
+    connect(linkReport.get(), &LinkReport::counted, this, [this](const QCborMap &counters) {
+        view->showEvent({"link", "counters", counters});
+    });
+    if (options.linkCountersPeriod)
+        linkReport->startTelling(*options.linkCountersPeriod);
+}
+
 void Host::connectLink()
 {
     // Queued: the status comes from inside the plugin, which the watch may stop and start.
@@ -182,7 +210,12 @@ void Host::connectHints()
 void Host::connectScript()
 {
     connect(&script, &ScriptPlayer::sendAsked, this, &Host::send);
-    connect(&script, &ScriptPlayer::statusAsked, this, [this] { view->showStatus(values); });
+    connect(&script, &ScriptPlayer::statusAsked, this, [this] {
+        linkReport->update();
+        view->showStatus(values);
+    });
+    connect(&script, &ScriptPlayer::commandChanged, this,
+            [this](const QString &text) { view->showCommand(text); });
     connect(&script, &ScriptPlayer::quitAsked, this, &Host::end);
     connect(&script, &ScriptPlayer::failed, this, &Host::fail);
     connect(&script, &ScriptPlayer::mistaken, this, &LogOutput::complain);
@@ -224,8 +257,10 @@ void Host::onLinkFailed(std::chrono::milliseconds pause)
     const QString what = QStringLiteral("%1 did not open").arg(linkAddress()) +
                          (why.isEmpty() ? why : QLatin1String(": ") + why);
     if (!options.reconnect) {
-        view->showEvent({"link-failed", "reason", what});
-        fail(ExitCode::LinkFailed, what);
+        LogOutput::complain(what);
+        if (options.json)
+            view->showEvent({"link-failed", "reason", what});
+        finish(ExitCode::LinkFailed);
         return;
     }
     const QString next = pause.count() == 0
@@ -265,7 +300,10 @@ void Host::finish(int exitCode)
     if (script.hover())
         view->showEvent({"hover"});
     durationTimer.stop();
+    resources.reset();
     link->end();
+    linkReport->tell(); // the last bytes too
+    linkReport.reset();
     app.syncSettings();
     if (app.settings()->status() != QSettings::NoError)
         LogOutput::complain(QStringLiteral("cannot write settings file %1").arg(options.configFile));

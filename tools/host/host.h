@@ -18,10 +18,13 @@
 class App;
 class AutopilotTexts;
 class DetectedAutopilot;
+class FlightMode;
 class GroundPayloads;
 class GuidedMode;
 class IAutopilotPlugin;
+class LinkReport;
 class ModeRefusal;
+class ResourceReport;
 class SatelliteCount;
 
 /// The reference host: one plugin, its link kept up, its signals shown, a script run against it.
@@ -47,6 +50,8 @@ private:
     int loadPlugin();
     void createView();
     void tapSignals();
+    void reportResources();
+    void countLink();
     void connectLink();
     void connectScript();
     void startScript();
@@ -70,13 +75,16 @@ private:
     std::unique_ptr<DetectedAutopilot> autopilot;
     std::unique_ptr<SatelliteCount> satellites;
     std::unique_ptr<GuidedMode> guidedMode;
+    std::unique_ptr<FlightMode> flightMode;
     std::unique_ptr<AutopilotTexts> autopilotTexts;
     std::unique_ptr<GroundPayloads> groundPayloads;
     std::unique_ptr<ModeRefusal> modeRefusal;
+    std::unique_ptr<LinkReport> linkReport;
     SignalTap tap;
     std::unique_ptr<LinkWatch> link;
     ScriptPlayer script;
     QVector<ScriptCommand> scriptCommands;
     QTimer durationTimer;
+    std::unique_ptr<ResourceReport> resources;
     bool finished = false;
 };

@@ -24,7 +24,8 @@ constexpr const char *Description =
     "  wait SECONDS\n"
     "  wait-for SIGNAL[.FIELD][(=|<|>)VALUE] [TIMEOUT]\n"
     "                        go on when it is seen; end with 5 after TIMEOUT (60) s. SIGNAL is a name\n"
-    "                        that --json prints, satellites, inGuidedMode or autopilotText\n"
+    "                        that --json prints, satellites, inGuidedMode, flightMode, autopilotText\n"
+    "                        or link\n"
     "  status                print the last value of each signal\n"
     "  quit\n\n"
     "Exit codes: 0 done, 1 usage, 2 bad configuration or file, 3 plugin not loadable,\n"
@@ -52,6 +53,8 @@ void addOptions(QCommandLineParser &parser)
     flag("quiet", "Print no live view.");
     valued("script", "Commands to run, one a line; - reads standard input.", "FILE|-");
     valued("duration", "End after so many seconds.", "SECONDS");
+    valued("link-counters", "With --json: every so many seconds, what came in and what was lost.", "SECONDS");
+    valued("resources", "With --json: every so many seconds, count timers and objects.", "SECONDS");
     valued("set", "Change a setting before the plugin is loaded; may be repeated.", "GROUP/NAME=VALUE");
     flag("no-reconnect", "Do not watch the link; end with 4 if it does not open.");
     flag("prune-settings", "Remove settings that no longer exist from the settings file.");
@@ -98,16 +101,25 @@ bool readSettings(const QCommandLineParser &parser, HostOptions &options, QStrin
     return true;
 }
 
-bool readDuration(const QCommandLineParser &parser, HostOptions &options, QString &error)
+bool readPeriod(const QCommandLineParser &parser, const char *name,
+                std::optional<std::chrono::milliseconds> &period, QString &error)
 {
-    if (!isSet(parser, "duration"))
+    if (!isSet(parser, name))
         return true;
-    options.duration = parseSeconds(parser.value(QStringLiteral("duration")));
-    if (options.duration && options.duration->count() > 0)
+    const QString text = parser.value(QLatin1String(name));
+    period = parseSeconds(text);
+    if (period && period->count() > 0)
         return true;
-    error = QStringLiteral("--duration: expected a number of seconds above 0, not %1")
-                .arg(parser.value(QStringLiteral("duration")));
+    error =
+        QStringLiteral("--%1: expected a number of seconds above 0, not %2").arg(QLatin1String(name), text);
     return false;
+}
+
+bool readPeriods(const QCommandLineParser &parser, HostOptions &options, QString &error)
+{
+    return readPeriod(parser, "duration", options.duration, error) &&
+           readPeriod(parser, "link-counters", options.linkCountersPeriod, error) &&
+           readPeriod(parser, "resources", options.resourcesPeriod, error);
 }
 
 QString findMistake(const QCommandLineParser &parser)
@@ -121,6 +133,9 @@ QString findMistake(const QCommandLineParser &parser)
             return QStringLiteral("--%1: a file name is required").arg(QLatin1String(name));
     if (isSet(parser, "json") && isSet(parser, "quiet"))
         return QStringLiteral("--json and --quiet exclude each other");
+    for (const char *name : {"link-counters", "resources"})
+        if (isSet(parser, name) && !isSet(parser, "json"))
+            return QStringLiteral("--%1 is told with --json only").arg(QLatin1String(name));
     return QString();
 }
 
@@ -141,7 +156,7 @@ std::optional<HostOptions> HostOptions::parse(const QStringList &arguments, QStr
         return options;
     }
     error = findMistake(parser);
-    if (!error.isEmpty() || !readSettings(parser, options, error) || !readDuration(parser, options, error))
+    if (!error.isEmpty() || !readSettings(parser, options, error) || !readPeriods(parser, options, error))
         return std::nullopt;
     options.configFile = parser.value(configOption());
     options.pluginFile = parser.value(QStringLiteral("plugin"));

@@ -30,6 +30,8 @@ struct HostOptions
     bool reconnect = true;
     bool pruneSettings = false;
     std::optional<std::chrono::milliseconds> duration;
+    std::optional<std::chrono::milliseconds> resourcesPeriod;
+    std::optional<std::chrono::milliseconds> linkCountersPeriod;
     QVector<Setting> settings;
     QString helpText;
 

@@ -34,6 +34,8 @@ public:
     virtual void showStatus(const LatestValues &values) = 0;
     /// A line is awaited from the terminal: the next thing that is written there is a prompt.
     virtual void showPrompt() = 0;
+    /// The command that runs now, as written, a script's with its line's number; empty: none runs.
+    virtual void showCommand(const QString & /*text*/) {}
     /// A line was typed.
     virtual void showTyped(const QString &line) = 0;
     /// What a word that is being typed can become. @return false: the prompt itself is to list it.

@@ -5,7 +5,9 @@
 #include "autopilot/iautopilotplugin.h"
 #include "communication/icommunicator.h"
 #include "host/autopilottexts.h"
+#include "host/flightmode.h"
 #include "host/guidedmode.h"
+#include "host/linkreport.h"
 #include "host/satellitecount.h"
 #include "host/signaltap.h"
 #include "navigation/ivirtualstick.h"
@@ -21,6 +23,9 @@ KnownSignals allKnownSignals()
         SignalTap::samples(IVirtualStick::staticMetaObject, QStringLiteral("virtualStick.")),
         {{QLatin1String(SatelliteCount::Name), 0},
          {QLatin1String(GuidedMode::Name), false},
+         {QLatin1String(FlightMode::Name),
+          QCborMap{{QStringLiteral("armed"), false}, {QStringLiteral("mode"), QString()}}},
+         {QLatin1String(LinkReport::Name), LinkReport::sample()},
          {QLatin1String(AutopilotTexts::Name),
           QCborMap{{QStringLiteral("text"), QString()}, {QStringLiteral("severity"), 0}}}}};
     for (const KnownSignals &part : parts)

@@ -10,5 +10,5 @@
 using KnownSignals = QMap<QString, QCborValue>;
 
 /// The signals of the application, the plugin, its communicator and its stick, and what the host itself takes
-/// from the autopilot's messages.
+/// from the autopilot's messages and counts on the link.
 KnownSignals allKnownSignals();

@@ -2,9 +2,11 @@
 #include "host/liveview.h"
 
 #include "host/latestvalues.h"
+#include "host/linkreport.h"
 #include "host/logoutput.h"
 #include "host/valuewords.h"
 
+#include <QCborMap>
 #include <QDateTime>
 
 #include <cstdio>
@@ -13,12 +15,13 @@ namespace {
 
 constexpr int DrawPeriodMs = 200;
 constexpr int ShownTexts = 3;
-constexpr int TableRows = 1 + 1 + 11 + ShownTexts + 1; // title, link, state, texts, ruler
+constexpr int TableRows = 1 + 1 + 12 + 1 + ShownTexts + 1; // title, link, state, script, texts, ruler
 constexpr int LabelWidth = 16;
 constexpr int TrackColumns = 40;
 constexpr int LeastColumnsWithTrack = 110;
 constexpr int AgeWidth = 9;
 constexpr qint64 StaleMs = 5000;
+constexpr qint64 LateHeartbeatMs = 3000; // they come once a second, and so does the report
 
 const char *colour(StatusTable::Tone tone)
 {
@@ -127,16 +130,33 @@ bool LiveView::showCandidates(const QStringList &words)
 
 void LiveView::draw()
 {
-    QVector<QByteArray> rows{titleRow(), tableRow({QStringLiteral("Link"), link, QString(), linkTone, true})};
+    QVector<QByteArray> rows{titleRow(), tableRow(linkRow())};
     const QVector<StatusTable::Row> state = stateRows();
     for (const StatusTable::Row &row : state)
         rows.append(tableRow(row));
+    rows.append(tableRow({QStringLiteral("Script"), command.isEmpty() ? QStringLiteral("-") : command,
+                          QString(), StatusTable::Tone::Plain, true}));
     for (int i = 0; i < ShownTexts; ++i)
         rows.append(tableRow({i == 0 ? QStringLiteral("To the ground") : QString(), texts.value(i), QString(),
                               StatusTable::Tone::Plain, true}));
     addTrack(rows);
     rows.append(ruler());
     screen.drawTable(rows);
+}
+
+// How long it has been silent comes first, as a narrow terminal cuts the rest.
+StatusTable::Row LiveView::linkRow() const
+{
+    QStringList parts{link};
+    const QString report = QLatin1String(LinkReport::Name);
+    const QCborValue age = values.value(report).toMap().value(QLatin1String("heartbeatAgeS"));
+    const qint64 ageMs = static_cast<qint64>(age.toDouble() * 1000) + values.ageMs(report);
+    if (age.isDouble() && ageMs >= LateHeartbeatMs)
+        parts.append(QStringLiteral("heartbeat %1 ago").arg(ValueWords::age(ageMs)));
+    const QString trouble = table.linkTrouble();
+    if (!trouble.isEmpty())
+        parts.append(trouble);
+    return {QStringLiteral("Link"), parts.join(QStringLiteral(" \u00b7 ")), QString(), linkTone, true};
 }
 
 // The last status that the plugin told may be from before the link was lost.

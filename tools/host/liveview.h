@@ -26,10 +26,12 @@ public:
     void showStatus(const LatestValues &values) override;
     void showPrompt() override;
     void showTyped(const QString &line) override;
+    void showCommand(const QString &text) override { command = text.simplified(); }
     bool showCandidates(const QStringList &words) override;
 
 private:
     void draw();
+    StatusTable::Row linkRow() const;
     QVector<StatusTable::Row> stateRows() const;
     QByteArray titleRow() const;
     QByteArray tableRow(const StatusTable::Row &row) const;
@@ -44,7 +46,8 @@ private:
     QString title;
     QString link;
     StatusTable::Tone linkTone = StatusTable::Tone::Plain; // good while the link is open
-    QStringList texts;                                     // the last ones to the ground, newest last
+    QString command;
+    QStringList texts; // the last ones to the ground, newest last
     Screen screen;
     ChildOutput childOutput; // on the screen
     QTimer timer;

@@ -29,6 +29,7 @@ struct ScriptCommand
 
     Kind kind = Kind::Status;
     int line = 0;          ///< Where it stands in its script, from 1.
+    QString source;        ///< As it was written.
     QString text;          ///< Of text: the words; of set: the value; of wait-for: the condition as written.
     MessageId messageId{}; ///< Of send, as are the next two.
     PayloadId payloadId{};

@@ -67,7 +67,10 @@ std::optional<ScriptCommand> ScriptParser::parseLine(const QString &line)
     if (rest.isEmpty() || rest.startsWith(QLatin1Char('#')))
         return std::nullopt;
     const QString word = takeWord(rest);
-    return parseCommand(word, rest);
+    auto command = parseCommand(word, rest);
+    if (command)
+        command->source = line.trimmed();
+    return command;
 }
 
 std::optional<QVector<ScriptCommand>> ScriptParser::parseAll(const QByteArray &script)

@@ -10,11 +10,14 @@ ScriptPlayer::ScriptPlayer(LatestValues *values, const KnownSignals &knownSignal
     , runner(values)
 {
     connect(&runner, &ScriptRunner::done, this, [this] {
+        Q_EMIT commandChanged(QString());
         if (source == Source::Script)
             next();
     });
-    connect(&runner, &ScriptRunner::failed, this,
-            [this](const QString &why) { complain(ExitCode::NotHappened, why); });
+    connect(&runner, &ScriptRunner::failed, this, [this](const QString &why) {
+        Q_EMIT commandChanged(QString());
+        complain(ExitCode::NotHappened, why);
+    });
     connect(&runner, &ScriptRunner::hint, this, &ScriptPlayer::hint);
     connect(&runner, &ScriptRunner::sendAsked, this, &ScriptPlayer::sendAsked);
     connect(&runner, &ScriptRunner::statusAsked, this, &ScriptPlayer::statusAsked);
@@ -57,8 +60,16 @@ void ScriptPlayer::next()
     } else if (position < commands.size()) {
         const ScriptCommand command = commands.at(position++);
         line = command.line;
-        runner.run(command);
+        start(command);
     }
+}
+
+void ScriptPlayer::start(const ScriptCommand &command)
+{
+    Q_EMIT commandChanged(source == Source::Script
+                              ? QStringLiteral("line %1: %2").arg(line).arg(command.source)
+                              : command.source);
+    runner.run(command);
 }
 
 void ScriptPlayer::onLine(const QString &text)
@@ -70,7 +81,7 @@ void ScriptPlayer::onLine(const QString &text)
     if (command && source == Source::Prompt)
         runner.cancel();
     if (command)
-        runner.run(*command);
+        start(*command);
     else if (!parser.errorText().isEmpty())
         complain(parser.errorExitCode(), parser.errorText());
     else if (source == Source::Script)

@@ -44,6 +44,8 @@ Q_SIGNALS:
     void failed(int exitCode, const QString &message);
     /// The same at a prompt, which goes on.
     void mistaken(const QString &message);
+    /// The command that runs now, as written, a script's with its line's number; empty: none runs.
+    void commandChanged(const QString &text);
     /// A prompt is ready for a line.
     void promptReady();
     /// A line was typed at a prompt.
@@ -51,6 +53,7 @@ Q_SIGNALS:
 
 private:
     void next();
+    void start(const ScriptCommand &command);
     void onLine(const QString &text);
     void onEnded();
     void complain(int exitCode, const QString &what);

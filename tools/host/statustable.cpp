@@ -1,7 +1,9 @@
 // SPDX-License-Identifier: MIT
 #include "host/statustable.h"
 
+#include "host/flightmode.h"
 #include "host/latestvalues.h"
+#include "host/linkreport.h"
 #include "host/satellitecount.h"
 #include "host/valuewords.h"
 
@@ -10,6 +12,7 @@
 QVector<StatusTable::Row> StatusTable::rows() const
 {
     return {autopilot(),
+            row("Vehicle", FlightMode::Name, ValueWords::flightMode),
             attitude(),
             row("Position", "gpsCoordinate", ValueWords::position),
             row("Local position", "vehicleLocalPos", ValueWords::localPosition),
@@ -30,7 +33,15 @@ QString StatusTable::line() const
     for (const Row &each : all)
         if (each.known)
             parts.append(each.label.toLower() + QLatin1Char(' ') + each.text);
+    const QString trouble = linkTrouble();
+    if (!trouble.isEmpty())
+        parts.append(QLatin1String("link ") + trouble);
     return parts.join(QLatin1String(" | "));
+}
+
+QString StatusTable::linkTrouble() const
+{
+    return ValueWords::linkTrouble(values.value(QLatin1String(LinkReport::Name)));
 }
 
 StatusTable::Row StatusTable::row(const char *label, const char *signal,

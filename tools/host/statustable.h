@@ -32,7 +32,9 @@ public:
     QVector<Row> rows() const;
     /// False as long as the stick's origin is no place: none yet, or the zeros before a GPS fix.
     bool hasOrigin() const;
-    /// The rows with a value in one line.
+    /// What went wrong on the link, in few words; empty: nothing.
+    QString linkTrouble() const;
+    /// The rows with a value in one line, and what went wrong on the link.
     QString line() const;
 
 private:

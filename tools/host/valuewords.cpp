@@ -4,11 +4,13 @@
 #include "common/payloadwords.h"
 
 #include <QCborMap>
+#include <QStringList>
 
 #include <cmath>
 
 namespace {
 
+constexpr double LeastLossPercent = 0.05; // less is told in frames
 constexpr double DegreesPerRadian = 57.29577951308232;
 
 bool isNumber(const QCborValue &value)
@@ -79,6 +81,14 @@ QString ValueWords::speed(const QCborValue &metresPerSecond)
     return fixed(metresPerSecond, 2, QStringLiteral(" m/s"));
 }
 
+QString ValueWords::flightMode(const QCborValue &record)
+{
+    const QCborMap object = record.toMap();
+    const bool armed = object.value(QLatin1String("armed")).toBool();
+    return QStringLiteral("%1, %2").arg(armed ? QStringLiteral("armed") : QStringLiteral("disarmed"),
+                                        object.value(QLatin1String("mode")).toString());
+}
+
 QString ValueWords::position(const QCborValue &coordinates)
 {
     const QCborMap object = coordinates.toMap();
@@ -133,6 +143,29 @@ QString ValueWords::payload(const QCborValue &record)
     if (hex.isString())
         text += QLatin1String(": ") + bytes(data);
     return text;
+}
+
+QString ValueWords::linkTrouble(const QCborValue &report)
+{
+    const QCborMap counters = report.toMap();
+    const auto count = [&counters](const char *name) {
+        return counters.value(QLatin1String(name)).toInteger();
+    };
+    const auto counted = [](qint64 number, const char *thing) {
+        return QStringLiteral("%1 %2%3").arg(QString::number(number), QLatin1String(thing),
+                                             QLatin1String(number == 1 ? "" : "s"));
+    };
+    const double percent = counters.value(QLatin1String("lossPercent")).toDouble();
+    QStringList parts;
+    if (percent >= LeastLossPercent)
+        parts.append(QStringLiteral("loss %1 %").arg(percent, 0, 'f', 1));
+    else if (count("lost") > 0)
+        parts.append(counted(count("lost"), "lost frame"));
+    if (count("badChecksums") > 0)
+        parts.append(counted(count("badChecksums"), "bad checksum"));
+    if (count("strayBytes") > 0)
+        parts.append(counted(count("strayBytes"), "stray byte"));
+    return parts.join(QStringLiteral(" \u00b7 "));
 }
 
 QString ValueWords::age(qint64 ms)

@@ -113,6 +113,10 @@ void TestCondition::parse_ofAMistake_says_data()
                                       << "a number is missing in roll<x";
     QTest::newRow("greater than nothing") << "roll>"
                                           << "a number is missing in roll>";
+    QTest::newRow("greater than what nothing is compared with") << "roll>nan"
+                                                                << "a number is missing in roll>nan";
+    QTest::newRow("less than what everything is") << "roll<inf"
+                                                  << "a number is missing in roll<inf";
 }
 
 void TestCondition::parse_ofAMistake_says()
@@ -136,6 +140,8 @@ void TestCondition::parse_ofWhatCanNeverBe_says_data()
     row("landed.value", "landed has no fields");
     row("altitude>1", "altitude has the fields value, status: name one");
     row("roll=high", "roll is a number, never high");
+    row("roll=nan", "roll is a number, never nan"); // one that is not finite is null
+    row("roll=-inf", "roll is a number, never -inf");
     row("altitude.value=", "altitude.value is a number, never ");
     row("armed=yes", "armed is true or false");
     row("armed>0", "armed is true or false");

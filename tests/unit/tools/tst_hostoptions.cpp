@@ -36,6 +36,7 @@ void TestHostOptions::configAlone_givesTheDefaults()
     QCOMPARE(options->configFile, QStringLiteral("host.ini"));
     QVERIFY(options->pluginFile.isEmpty() && options->scriptFile.isEmpty() && options->settings.isEmpty());
     QVERIFY(!options->json && !options->quiet && !options->pruneSettings && !options->duration);
+    QVERIFY(!options->resourcesPeriod && !options->linkCountersPeriod);
     QVERIFY(options->reconnect);
 }
 
@@ -44,13 +45,15 @@ void TestHostOptions::everyOption_isRead()
     QString error;
     const auto options =
         parse(QStringLiteral("--config a --plugin b --json --script - --duration 1.5 --no-reconnect "
-                             "--prune-settings --set MAV/SYSTEM_ID=7"),
+                             "--prune-settings --set MAV/SYSTEM_ID=7 --resources 10 --link-counters 0.5"),
               error);
     QVERIFY2(options, qPrintable(error));
     QCOMPARE(options->pluginFile, QStringLiteral("b"));
     QCOMPARE(options->scriptFile, QStringLiteral("-"));
     QVERIFY(options->json && options->pruneSettings && !options->reconnect);
     QCOMPARE(options->duration, std::chrono::milliseconds(1500));
+    QCOMPARE(options->resourcesPeriod, std::chrono::milliseconds(10'000));
+    QCOMPARE(options->linkCountersPeriod, std::chrono::milliseconds(500));
     QCOMPARE(options->settings.size(), 1);
 }
 
@@ -101,6 +104,12 @@ void TestHostOptions::mistake_isSaidInOneLine_data()
                                            << "--duration: expected a number of seconds above 0, not x";
     QTest::newRow("infinite duration") << "--config a --duration inf"
                                        << "--duration: expected a number of seconds above 0, not inf";
+    QTest::newRow("no period") << "--config a --json --resources 0"
+                               << "--resources: expected a number of seconds above 0, not 0";
+    QTest::newRow("resources for nobody") << "--config a --resources 10"
+                                          << "--resources is told with --json only";
+    QTest::newRow("counters for nobody") << "--config a --quiet --link-counters 1"
+                                         << "--link-counters is told with --json only";
     QTest::newRow("setting without group") << "--config a --set /A=1"
                                            << "--set: expected GROUP/NAME=VALUE, not /A=1";
     QTest::newRow("setting without name") << "--config a --set A/=1"

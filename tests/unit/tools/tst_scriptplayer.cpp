@@ -40,6 +40,8 @@ private Q_SLOTS:
     void follow_toTheEndOfAPrompt_quits();
     void follow_toTheEndOfAScript_doesNotQuit();
     void follow_aLastLineWithoutEnd_counts();
+    void commandThatRuns_isTold();
+    void commandOfAPrompt_isToldUntilItEnds();
 
 private:
     void play(const QByteArray &script) { player->play(*ScriptParser(Names).parseAll(script)); }
@@ -226,6 +228,30 @@ void TestScriptPlayer::follow_aLastLineWithoutEnd_counts()
     type("quit");
     endTyping();
     QTRY_COMPARE(quits->count(), 1);
+}
+
+void TestScriptPlayer::commandThatRuns_isTold()
+{
+    QSignalSpy changes(player.get(), &ScriptPlayer::commandChanged);
+    play("# comment\n  wait-for  roll>1 \nstatus");
+    QCOMPARE(changes.count(), 1);
+    QCOMPARE(changes.takeFirst().at(0).toString(), QStringLiteral("line 2: wait-for  roll>1"));
+    values->store(QStringLiteral("roll"), 2);
+    QTRY_COMPARE(changes.count(), 3);
+    QCOMPARE(changes.at(0).at(0).toString(), QString());
+    QCOMPARE(changes.at(1).at(0).toString(), QStringLiteral("line 3: status"));
+    QCOMPARE(changes.at(2).at(0).toString(), QString());
+}
+
+void TestScriptPlayer::commandOfAPrompt_isToldUntilItEnds()
+{
+    QSignalSpy changes(player.get(), &ScriptPlayer::commandChanged);
+    player->follow(new LineReader(pipeEnds[0]), ScriptPlayer::Source::Prompt);
+    type("wait 600\nwait-for roll 0.01\n");
+    QTRY_COMPARE(changes.count(), 3);
+    QCOMPARE(changes.at(0).at(0).toString(), QStringLiteral("wait 600"));
+    QCOMPARE(changes.at(1).at(0).toString(), QStringLiteral("wait-for roll 0.01"));
+    QCOMPARE(changes.at(2).at(0).toString(), QString());
 }
 
 APP_TEST_MAIN(TestScriptPlayer)

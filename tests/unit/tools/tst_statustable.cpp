@@ -16,6 +16,7 @@ private Q_SLOTS:
     void rows_wordTheValues_data();
     void rows_wordTheValues();
     void line_holdsWhatIsKnown();
+    void line_endsWithTheLinksTrouble();
     void origin_withoutAFix_tellsNoDistance();
     void altitude_outOfRange_isBad();
     void autopilotStatus_inWords_data();
@@ -40,7 +41,7 @@ void TestStatusTable::nothingSeen_showsDashesAndAnEmptyLine()
 {
     const LatestValues values;
     const StatusTable table(values);
-    QCOMPARE(table.rows().size(), 11);
+    QCOMPARE(table.rows().size(), 12);
     const QVector<StatusTable::Row> rows = table.rows();
     for (const StatusTable::Row &row : rows)
         QCOMPARE(row.text, QStringLiteral("-"));
@@ -57,6 +58,11 @@ void TestStatusTable::rows_wordTheValues_data()
         QTest::newRow(text) << QString::fromLatin1(signal) << value << QString::fromLatin1(label)
                             << QString::fromUtf8(text);
     };
+    const auto flightMode = [](bool armed, const char *mode) {
+        return QCborMap{{QStringLiteral("armed"), armed}, {QStringLiteral("mode"), QLatin1String(mode)}};
+    };
+    row("flightMode", flightMode(false, "guided"), "Vehicle", "disarmed, guided");
+    row("flightMode", flightMode(true, "mode 99"), "Vehicle", "armed, mode 99");
     row("satellites", 12, "Satellites", "12");
     row("roll", 0.5, "Attitude", "roll 28.6\u00b0, pitch -, yaw -");
     row("gpsCoordinate", toJson(GeoCoordinates{-47.5, 8.25}), "Position",
@@ -90,6 +96,16 @@ void TestStatusTable::line_holdsWhatIsKnown()
     values.store(QStringLiteral("velocity"), 1);
     values.store(QStringLiteral("autopilotStatus"), 2);
     QCOMPARE(StatusTable(values).line(), QStringLiteral("autopilot heard | velocity 1.00 m/s"));
+}
+
+void TestStatusTable::line_endsWithTheLinksTrouble()
+{
+    LatestValues values;
+    values.store(QStringLiteral("velocity"), 1);
+    values.store(QStringLiteral("link"), QCborMap{{QStringLiteral("strayBytes"), 0}});
+    QCOMPARE(StatusTable(values).line(), QStringLiteral("velocity 1.00 m/s"));
+    values.store(QStringLiteral("link"), QCborMap{{QStringLiteral("strayBytes"), 6}});
+    QCOMPARE(StatusTable(values).line(), QStringLiteral("velocity 1.00 m/s | link 6 stray bytes"));
 }
 
 void TestStatusTable::origin_withoutAFix_tellsNoDistance()

@@ -23,6 +23,8 @@ private Q_SLOTS:
     void payload_data();
     void payload();
     void payload_withoutItsBytes_tellsItsSize();
+    void linkTrouble_data();
+    void linkTrouble();
 };
 
 void TestValueWords::payload_data()
@@ -55,6 +57,39 @@ void TestValueWords::payload_withoutItsBytes_tellsItsSize()
     QCborMap record = kind(65535, 255, 0);
     record.insert(QStringLiteral("size"), 65535);
     QCOMPARE(ValueWords::payload(record), QStringLiteral("message 255, payload 0, id 65535, 65535 bytes"));
+}
+
+void TestValueWords::linkTrouble_data()
+{
+    QTest::addColumn<int>("lost");
+    QTest::addColumn<double>("percent");
+    QTest::addColumn<int>("badChecksums");
+    QTest::addColumn<int>("strayBytes");
+    QTest::addColumn<QString>("words");
+    const auto row = [](int lost, double percent, int badChecksums, int strayBytes, const char *words) {
+        QTest::newRow(words) << lost << percent << badChecksums << strayBytes << QString::fromUtf8(words);
+    };
+    row(0, 0, 0, 0, "");
+    row(4, 0.4, 3, 0, "loss 0.4 % \u00b7 3 bad checksums");
+    row(1, 0.05, 0, 0, "loss 0.1 %");
+    row(3, 0.049, 0, 0, "3 lost frames");
+    row(1, 0.001, 1, 1, "1 lost frame \u00b7 1 bad checksum \u00b7 1 stray byte");
+    row(100000, 99.96, 0, 6, "loss 100.0 % \u00b7 6 stray bytes");
+}
+
+void TestValueWords::linkTrouble()
+{
+    QFETCH(int, lost);
+    QFETCH(double, percent);
+    QFETCH(int, badChecksums);
+    QFETCH(int, strayBytes);
+    const QCborMap report{{QStringLiteral("lost"), lost},
+                          {QStringLiteral("lossPercent"), percent},
+                          {QStringLiteral("badChecksums"), badChecksums},
+                          {QStringLiteral("strayBytes"), strayBytes},
+                          {QStringLiteral("unknownIds"), 7}};
+    QTEST(ValueWords::linkTrouble(report), "words");
+    QCOMPARE(ValueWords::linkTrouble(QCborValue()), QString());
 }
 
 QTEST_GUILESS_MAIN(TestValueWords)
