@@ -14,6 +14,7 @@ from faultrounds import SLACK
 from groundpeer import GroundPeer
 from jsonprocess import JsonProcess
 from links import TcpLink
+from simvehicles import Companion, Sims
 
 from autopilot import ARDUPILOT, Autopilot, attitude, heartbeat
 
@@ -23,6 +24,7 @@ JUMPS = {"forward": "+3650d", "back": "-3650d"}
 YEARS = 9
 HEARTBEATS = 2
 STATUS_PERIOD_MS = 200
+STREAM_RATE = 10
 
 
 def library() -> str:
@@ -49,11 +51,15 @@ def year_of(record: dict) -> int:
     return datetime.fromisoformat(record["time"]).year
 
 
-def jump(process: JsonProcess, offset: Path, by: str) -> None:
-    """Comes back when the program has seen it."""
+def set_offset(offset: Path, by: str) -> None:
     scratch = offset.with_suffix(".new")
     scratch.write_text(by)
     scratch.rename(offset)
+
+
+def jump(process: JsonProcess, offset: Path, by: str) -> None:
+    """Comes back when the program has seen it."""
+    set_offset(offset, by)
     this_year = datetime.now(UTC).year
     process.wait_for_record(lambda record: abs(year_of(record) - this_year) >= YEARS)
 
@@ -112,3 +118,20 @@ def test_round_trips_of_pings_do_not_change_with_the_clock_on_the_wall(bin_dir, 
     assert 0 < ground.records[-1]["minMs"] <= ground.records[-1]["maxMs"] < 5000
     peer.end()
     link.close()
+
+
+@pytest.mark.parametrize("direction", JUMPS)
+def test_simulated_vehicle_goes_on_at_its_pace(bin_dir, tmp_path, offset, direction):
+    sims = Sims(bin_dir, tmp_path)
+    companion = Companion(sims.start("ardupilot", speed=1))
+    companion.request_streams(STREAM_RATE)
+    companion.until(lambda message: message.get_type() == "ATTITUDE")
+    set_offset(offset, JUMPS[direction])
+    seconds = 4
+    first, begin = companion.log.now, time.monotonic()
+    companion.wait(seconds)
+    assert time.monotonic() - begin == pytest.approx(seconds, abs=SLACK)
+    rates = companion.log.rates(first, first + seconds)
+    assert rates["HEARTBEAT"] == pytest.approx(1, abs=0.25)
+    assert rates["ATTITUDE"] == pytest.approx(STREAM_RATE, rel=0.1)
+    sims.close()

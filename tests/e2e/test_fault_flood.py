@@ -21,6 +21,7 @@ RATE = 10_000
 BURSTS_PER_SECOND = 200
 GROWTH_KB = 4096
 UNFINISHED = 65535  # bytes that a payload claims to have
+HIGHEST_ID = 65535
 
 
 @pytest.fixture
@@ -105,9 +106,10 @@ def pings(count: int) -> Iterator[bytes]:
 
 
 def first_fragments(count: int) -> Iterator[bytes]:
-    """Of payloads whose other fragments never come."""
+    """Of payloads whose other fragments never come. The highest id is left to one that comes whole: of those
+    that are open at once the lowest goes first."""
     for number in range(count):
-        fragment = onboard.Fragment(UNFINISHED, number % 65536, 0, 3, 200, bytes(88))
+        fragment = onboard.Fragment(UNFINISHED, number % HIGHEST_ID, 0, 3, 200, bytes(88))
         yield onboard.pack_frame(onboard.DATA, fragment.pack())
 
 
@@ -131,7 +133,7 @@ def test_fragments_that_never_complete_do_not_pile_up(host, autopilot, flood):
     flood.finish()
     resident = resident_kb(host.process.pid)
     rate = flood.run(bursts(autopilot, first_fragments(SECONDS * RATE), [GROUND]))
-    payload = onboard.Payload(65535, 3, 200, bytes(range(256)))
+    payload = onboard.Payload(HIGHEST_ID, 3, 200, bytes(range(256)))
     flood.run(iter([[autopilot.encode(onboard.to_v2_extension(f), GROUND) for f in frames_of(payload)]]))
     flood.finish()
     growth = resident_kb(host.process.pid) - resident

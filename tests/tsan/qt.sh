@@ -36,7 +36,7 @@ apt-get "${apt[@]}" update -q >&2
 source=$(find "$cache/source" -maxdepth 1 -type d -name 'qtbase-opensource-src-*')
 
 cd "$cache/build"
-"$source/configure" -prefix "$cache" -release -opensource -confirm-license -sanitize thread -force-debug-info \
+"$source/configure" -prefix "$cache" -release -opensource -confirm-license -sanitize thread \
   -no-gui -no-widgets -no-dbus -no-icu -no-glib -no-openssl -no-feature-sql -qt-pcre -qt-zlib -qt-doubleconversion \
   -nomake examples -nomake tests -nomake tools >&2
 make -j "$(nproc)" sub-src-qmake_all >&2
