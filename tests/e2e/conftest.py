@@ -21,6 +21,8 @@ sys.path.insert(0, str(DATA))
 
 
 def pytest_configure(config: pytest.Config) -> None:
+    # Under nohup it would be ignored by us, and so by the programs that we start and mean to end with it.
+    signal.signal(signal.SIGHUP, signal.SIG_DFL)
     config.addinivalue_line(
         "markers", "alone: judges how fast something happens; nothing else runs meanwhile"
     )

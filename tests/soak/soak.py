@@ -42,6 +42,7 @@ COLUMNS = (
     "cpu_s",
     "timers",
     "objects",
+    "heap_kb",
     "signals",
     "events",
 )
@@ -54,11 +55,13 @@ class Peaks:
     def __init__(self, program: Program):
         self.program = program
         self.values: dict[str, int] = {}
+        self.heap_kb: int | str = ""
 
     def look(self) -> None:
         pid = self.program.pid
         now = {"fds": descriptors(pid), "threads": threads(pid)}
-        counted = self.program.last.get("resources", {}).get("resources", {})
+        counted = dict(self.program.last.get("resources", {}).get("resources", {}))
+        self.heap_kb = counted.pop("heap_kb", "")  # what it is now: peaks tell nothing of a leak
         self.values = {
             name: max(value, self.values.get(name, 0)) for name, value in {**now, **counted}.items()
         }
@@ -158,6 +161,7 @@ class Soak:
                 "signals": program.signals,
                 "events": sum(program.events.values()),
                 **vars(memory(program.pid)),
+                "heap_kb": peak.heap_kb,
                 **peak.take(),
             }
             self.writer.writerow(row)

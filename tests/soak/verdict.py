@@ -18,7 +18,7 @@ NOISE_KB = 64
 # What buffers and tables do in a shorter time tells nothing.
 SHORTEST_S = 1200
 DAY_S = 86400
-MEMORY = ("rss_kb", "anonymous_kb")
+MEMORY = ("rss_kb", "anonymous_kb", "heap_kb")
 COUNTS = ("fds", "threads", "timers")  # their peaks
 LEVELS = ("objects",)  # go up and down with what is being done
 

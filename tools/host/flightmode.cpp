@@ -8,11 +8,21 @@
 
 #include <QCborMap>
 
+using mavlink::minimal::MAV_AUTOPILOT;
 using mavlink::minimal::msg::HEARTBEAT;
 
 namespace {
 
 constexpr auto SafetyArmed = static_cast<quint8>(mavlink::minimal::MAV_MODE_FLAG::SAFETY_ARMED);
+constexpr quint32 CopterGuided = 4;
+constexpr quint32 Px4OffBoard = 6; // main mode: the third byte of the custom mode
+
+bool obeysTheStick(const HEARTBEAT &heartbeat)
+{
+    if (heartbeat.autopilot == static_cast<quint8>(MAV_AUTOPILOT::PX4))
+        return (heartbeat.custom_mode >> 16 & 0xff) == Px4OffBoard;
+    return heartbeat.custom_mode == CopterGuided;
+}
 
 } // namespace
 
@@ -31,6 +41,7 @@ void FlightMode::onMessage(const mavlink::mavlink_message_t &message)
     HEARTBEAT heartbeat;
     mavlink::MsgMap map(&message);
     heartbeat.deserialize(map);
+    values.store(QLatin1String(InGuided), obeysTheStick(heartbeat));
     values.store(QLatin1String(Name),
                  QCborMap{{QStringLiteral("armed"), (heartbeat.base_mode & SafetyArmed) != 0},
                           {QStringLiteral("mode"), flightModeName(heartbeat)}});

@@ -9,7 +9,6 @@
 #include "host/detectedautopilot.h"
 #include "host/flightmode.h"
 #include "host/groundpayloads.h"
-#include "host/guidedmode.h"
 #include "host/jsonview.h"
 #include "host/linereader.h"
 #include "host/linkreport.h"
@@ -118,7 +117,6 @@ int Host::loadPlugin()
     groundPayloads = std::make_unique<GroundPayloads>(app, *plugin, *autopilot);
     modeRefusal = std::make_unique<ModeRefusal>(plugin, *autopilot);
     satellites = std::make_unique<SatelliteCount>(plugin, *autopilot, values);
-    guidedMode = std::make_unique<GuidedMode>(plugin, *autopilot, values);
     flightMode = std::make_unique<FlightMode>(plugin, *autopilot, values);
     autopilotTexts = std::make_unique<AutopilotTexts>(plugin, *autopilot, values);
     connectHints();

@@ -20,7 +20,6 @@ class AutopilotTexts;
 class DetectedAutopilot;
 class FlightMode;
 class GroundPayloads;
-class GuidedMode;
 class IAutopilotPlugin;
 class LinkReport;
 class ModeRefusal;
@@ -74,7 +73,6 @@ private:
     IAutopilotPlugin *plugin = nullptr; // pluginFile's
     std::unique_ptr<DetectedAutopilot> autopilot;
     std::unique_ptr<SatelliteCount> satellites;
-    std::unique_ptr<GuidedMode> guidedMode;
     std::unique_ptr<FlightMode> flightMode;
     std::unique_ptr<AutopilotTexts> autopilotTexts;
     std::unique_ptr<GroundPayloads> groundPayloads;

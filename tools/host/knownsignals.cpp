@@ -6,7 +6,6 @@
 #include "communication/icommunicator.h"
 #include "host/autopilottexts.h"
 #include "host/flightmode.h"
-#include "host/guidedmode.h"
 #include "host/linkreport.h"
 #include "host/satellitecount.h"
 #include "host/signaltap.h"
@@ -22,7 +21,7 @@ KnownSignals allKnownSignals()
         SignalTap::samples(ICommunicator::staticMetaObject, QStringLiteral("communicator.")),
         SignalTap::samples(IVirtualStick::staticMetaObject, QStringLiteral("virtualStick.")),
         {{QLatin1String(SatelliteCount::Name), 0},
-         {QLatin1String(GuidedMode::Name), false},
+         {QLatin1String(FlightMode::InGuided), false},
          {QLatin1String(FlightMode::Name),
           QCborMap{{QStringLiteral("armed"), false}, {QStringLiteral("mode"), QString()}}},
          {QLatin1String(LinkReport::Name), LinkReport::sample()},

@@ -11,7 +11,12 @@
 #include <csignal>
 #include <cstdio>
 
+#include <malloc.h>
+
 namespace {
+
+// glibc raises this by itself once a large block was freed; after a large payload the host would keep up to a megabyte.
+constexpr int KeptAtMost = 128 * 1024;
 
 int run(App &app, const HostOptions &options)
 {
@@ -29,6 +34,7 @@ int run(App &app, const HostOptions &options)
 
 int main(int argc, char *argv[])
 {
+    mallopt(M_TRIM_THRESHOLD, KeptAtMost);
     std::signal(SIGPIPE, SIG_IGN); // a reader that goes away does not take the link with it
     keepStdoutToOurselves();
     App app(argc, argv);

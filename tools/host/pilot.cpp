@@ -2,7 +2,7 @@
 #include "host/pilot.h"
 
 #include "host/autopilottexts.h"
-#include "host/guidedmode.h"
+#include "host/flightmode.h"
 #include "host/latestvalues.h"
 #include "navigation/ivirtualstick.h"
 
@@ -119,7 +119,7 @@ void Pilot::tellWhatKeepsItFromFlying()
         return;
     if (isKnownAsDisarmed())
         Q_EMIT hint(QStringLiteral("the vehicle is not armed: it does not follow velocities yet"));
-    else if (values->value(QLatin1String(GuidedMode::Name)).isFalse())
+    else if (values->value(QLatin1String(FlightMode::InGuided)).isFalse())
         Q_EMIT hint(QStringLiteral("the vehicle is not in the mode in which it follows velocities yet"));
     else
         unheededTold = false;
@@ -155,7 +155,7 @@ void Pilot::onStored(const QString &name)
 {
     if (name == Status && waitsForArming() && isArmed())
         finishSoon();
-    else if (name == QLatin1String(GuidedMode::Name))
+    else if (name == QLatin1String(FlightMode::InGuided))
         onMode(values->value(name).toBool());
     else if (name == QLatin1String(AutopilotTexts::Name) && isRunning(Kind::Arm))
         onText();

@@ -4,6 +4,8 @@
 #include <QAbstractEventDispatcher>
 #include <QSet>
 
+#include <malloc.h>
+
 namespace {
 
 void addTree(QObject *root, QSet<QObject *> &objects)
@@ -13,6 +15,12 @@ void addTree(QObject *root, QSet<QObject *> &objects)
     objects.insert(root);
     for (QObject *child : root->children())
         addTree(child, objects);
+}
+
+qint64 heapInUse()
+{
+    const auto info = mallinfo2();
+    return static_cast<qint64>(info.uordblks + info.hblkhd);
 }
 
 } // namespace
@@ -39,5 +47,7 @@ void ResourceReport::count()
     int timers = 0;
     for (QObject *object : qAsConst(objects))
         timers += dispatcher->registeredTimers(object).size();
-    Q_EMIT counted({{QStringLiteral("timers"), timers}, {QStringLiteral("objects"), objects.size()}});
+    Q_EMIT counted({{QStringLiteral("timers"), timers},
+                    {QStringLiteral("objects"), objects.size()},
+                    {QStringLiteral("heap_kb"), heapInUse() / 1024}});
 }

@@ -14,7 +14,10 @@ using mavlink::minimal::MAV_AUTOPILOT;
 
 namespace {
 
+constexpr auto ArduPilot = MAV_AUTOPILOT::ARDUPILOTMEGA;
+constexpr auto Px4 = MAV_AUTOPILOT::PX4;
 constexpr quint8 Armed = 128;
+constexpr quint8 GuidedBit = 8;
 
 QCborMap record(bool armed, const char *mode)
 {
@@ -22,6 +25,8 @@ QCborMap record(bool armed, const char *mode)
 }
 
 } // namespace
+
+Q_DECLARE_METATYPE(MAV_AUTOPILOT)
 
 class TestFlightMode : public QObject
 {
@@ -32,11 +37,14 @@ private Q_SLOTS:
     void init();
     void cleanup();
     void heartbeats_tellModeAndArming();
+    void heartbeat_tellsWhetherItObeysTheStick_data();
+    void heartbeat_tellsWhetherItObeysTheStick();
     void heartbeatsOfOthers_areLeftAlone();
 
 private:
     void announce(MAV_AUTOPILOT kind, quint32 mode, quint8 baseMode = 0, quint8 componentId = 1);
     QCborValue seen() const { return values->value(QStringLiteral("flightMode")); }
+    QCborValue inGuidedMode() const { return values->value(QStringLiteral("inGuidedMode")); }
 
     QTemporaryDir scratch;
     std::unique_ptr<LogCapture> log; // the plugin tells of its detection
@@ -87,19 +95,45 @@ void TestFlightMode::announce(MAV_AUTOPILOT kind, quint32 customMode, quint8 bas
 
 void TestFlightMode::heartbeats_tellModeAndArming()
 {
-    announce(MAV_AUTOPILOT::ARDUPILOTMEGA, 4);
+    announce(ArduPilot, 4);
     QCOMPARE(seen(), QCborValue(record(false, "guided")));
-    announce(MAV_AUTOPILOT::ARDUPILOTMEGA, 9, Armed);
+    announce(ArduPilot, 9, Armed);
     QCOMPARE(seen(), QCborValue(record(true, "land")));
+}
+
+void TestFlightMode::heartbeat_tellsWhetherItObeysTheStick_data()
+{
+    QTest::addColumn<MAV_AUTOPILOT>("kind");
+    QTest::addColumn<quint32>("customMode");
+    QTest::addColumn<quint8>("baseMode");
+    QTest::addColumn<bool>("obeys");
+    QTest::newRow("ArduPilot, guided") << ArduPilot << 4U << quint8(0) << true;
+    QTest::newRow("ArduPilot, land, with the guided bit") << ArduPilot << 9U << GuidedBit << false;
+    QTest::newRow("ArduPilot at boot, with the guided bit") << ArduPilot << 0U << GuidedBit << false;
+    QTest::newRow("PX4, off-board, without the guided bit") << Px4 << (6U << 16) << quint8(0) << true;
+    QTest::newRow("PX4, hold, with the guided bit") << Px4 << (4U << 16) << GuidedBit << false;
+    QTest::newRow("PX4, an ArduPilot's number") << Px4 << 4U << quint8(0) << false;
+}
+
+void TestFlightMode::heartbeat_tellsWhetherItObeysTheStick()
+{
+    QFETCH(MAV_AUTOPILOT, kind);
+    QFETCH(quint32, customMode);
+    QFETCH(quint8, baseMode);
+    QFETCH(bool, obeys);
+    announce(kind, customMode, baseMode);
+    QCOMPARE(inGuidedMode(), QCborValue(obeys));
 }
 
 void TestFlightMode::heartbeatsOfOthers_areLeftAlone()
 {
     announce(MAV_AUTOPILOT::INVALID, 4);
     QVERIFY(seen().isUndefined());
-    announce(MAV_AUTOPILOT::PX4, 6U << 16);
-    announce(MAV_AUTOPILOT::PX4, 0, Armed, 190);
+    QVERIFY(inGuidedMode().isUndefined());
+    announce(Px4, 6U << 16);
+    announce(Px4, 0, Armed, 190);
     QCOMPARE(seen(), QCborValue(record(false, "offboard")));
+    QCOMPARE(inGuidedMode(), QCborValue(true));
 }
 
 APP_TEST_MAIN(TestFlightMode)

@@ -2,7 +2,7 @@
 #include "host/pilot.h"
 
 #include "host/autopilottexts.h"
-#include "host/guidedmode.h"
+#include "host/flightmode.h"
 #include "host/latestvalues.h"
 #include "navigation/ivirtualstick.h"
 
@@ -110,7 +110,7 @@ private Q_SLOTS:
 
 private:
     void setArmed(bool armed);
-    void setOurMode(bool ours) { values->store(QLatin1String(GuidedMode::Name), ours); }
+    void setOurMode(bool ours) { values->store(QLatin1String(FlightMode::InGuided), ours); }
     void say(const char *text, int severity);
     void flyAndBeTakenOver();
 

@@ -3,6 +3,12 @@
 
 #include <QtTest>
 
+// The C library's own, which a sanitizer's malloc does not stand before.
+extern "C" {
+void *__libc_malloc(size_t size);
+void __libc_free(void *memory);
+}
+
 class TestResourceReport : public QObject
 {
     Q_OBJECT
@@ -12,11 +18,13 @@ private Q_SLOTS:
     void timersOfAllObjects_areCounted();
     void rootThatGoesAway_isLeftOut();
     void singleShot_isCountedUntilItFires();
+    void heap_isWhatIsInUse();
 
 private:
     static QCborMap next(ResourceReport &report);
     static qint64 timersOf(const QCborMap &resources);
     static qint64 objectsOf(const QCborMap &resources);
+    static qint64 heapOf(const QCborMap &resources);
 };
 
 QCborMap TestResourceReport::next(ResourceReport &report)
@@ -37,6 +45,11 @@ qint64 TestResourceReport::timersOf(const QCborMap &resources)
 qint64 TestResourceReport::objectsOf(const QCborMap &resources)
 {
     return resources.value(QStringLiteral("objects")).toInteger(-1);
+}
+
+qint64 TestResourceReport::heapOf(const QCborMap &resources)
+{
+    return resources.value(QStringLiteral("heap_kb")).toInteger(-1);
 }
 
 void TestResourceReport::objectsBelowTheRoots_areCountedOnce()
@@ -90,6 +103,19 @@ void TestResourceReport::singleShot_isCountedUntilItFires()
     QCOMPARE(timersOf(next(report)), before + 1);
     QVERIFY(QTest::qWaitFor([&fired] { return fired; }));
     QCOMPARE(timersOf(next(report)), before);
+}
+
+void TestResourceReport::heap_isWhatIsInUse()
+{
+    constexpr int Size = 300 * 1024;
+    ResourceReport report(QVector<QObject *>{});
+    report.start(std::chrono::milliseconds(1));
+    const qint64 before = heapOf(next(report));
+    void *taken = __libc_malloc(Size);
+    QVERIFY(taken);
+    QVERIFY(heapOf(next(report)) - before >= Size / 1024);
+    __libc_free(taken);
+    QVERIFY(heapOf(next(report)) - before < Size / 1024);
 }
 
 QTEST_GUILESS_MAIN(TestResourceReport)
