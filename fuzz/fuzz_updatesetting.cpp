@@ -66,22 +66,24 @@ App &listeningApp()
     return app;
 }
 
+/// Numbers out of range are what QVariant makes of them, which is not what QString does.
 QVariant converted(const Setting &setting, const QString &text)
 {
     const QByteArray name = setting.name;
+    const QVariant value(text);
     if (name == "VERBOSE")
         return text.toLower() == QStringLiteral("true") || text == QStringLiteral("1");
     if (name == "SERIAL_DEVICE")
         return text;
     if (name == "BAUD_RATE")
-        return text.toInt();
+        return value.toInt();
     if (name == "SYSTEM_ID")
-        return QVariant::fromValue(static_cast<quint16>(text.toUInt()));
+        return QVariant::fromValue(static_cast<quint16>(value.toUInt()));
     if (name == "LOG_SPLIT_SIZE_MB")
-        return text.toUInt();
+        return value.toUInt();
     if (name == "MAX_ALTITUDE_M")
-        return text.toFloat();
-    return QVariant::fromValue(static_cast<quint8>(text.toUInt()));
+        return value.toFloat();
+    return QVariant::fromValue(static_cast<quint8>(value.toUInt()));
 }
 
 bool isSame(const QVariant &a, const QVariant &b)
