@@ -157,7 +157,7 @@ void MavAutopilot::stop()
     carrier->stop();
     outlet->discard(); // the rest of it would be out of date on the next link
     stopTimers();
-    requestsSent = 0;
+    giveSubscribingUp();
     started = false;
 }
 
@@ -230,42 +230,65 @@ void MavAutopilot::sendHeartbeat()
     sendMessage(heartbeat);
 }
 
+// A round that is still going asks for the same, unless the rate has changed.
 void MavAutopilot::subscribe()
 {
-    if (requestsSent == 0) // else the last round is still going, and asks for the same
-        continueSubscribing();
+    subscribeAgain = subscribing && telemetryRate != rateOfRound;
+    if (subscribing)
+        return;
+    subscribing = true;
+    requestsSent = 0;
+    rateOfRound = telemetryRate;
+    continueSubscribing();
 }
 
 void MavAutopilot::continueSubscribing()
 {
     int request = 0;
-    bool blocked = false;
+    bool wait = false;
+    const int begun = round;
     const auto ask = [&](const mavlink::Message &message) {
-        if (request++ < requestsSent || blocked)
+        if (request++ < requestsSent || wait)
             return;
         trySubscribeRequest(message);
         ++requestsSent;
-        blocked = sendHasBlocked;
+        wait = sendHasBlocked || round != begun;
     };
     if (autopilotType == Px4)
-        TelemetryRequests::forPx4(static_cast<quint8>(targetSystemId), telemetryRate, ask);
+        TelemetryRequests::forPx4(static_cast<quint8>(targetSystemId), rateOfRound, ask);
     else if (autopilotType == ArduPilot)
-        TelemetryRequests::forArduPilot(static_cast<quint8>(targetSystemId), telemetryRate, ask);
+        TelemetryRequests::forArduPilot(static_cast<quint8>(targetSystemId), rateOfRound, ask);
     else
         criticalLine(*this) << "Unknown autopilot type detected : " << autopilotType;
-    if (requestsSent < request)
-        QTimer::singleShot(0, this, [this] {
-            deliverWhatCameMeanwhile();
-            if (requestsSent > 0) // else stopped
-                continueSubscribing();
-        });
-    else
-        requestsSent = 0;
+    if (round != begun)
+        return;
+    subscribing = requestsSent < request;
+    if (subscribing)
+        continueInRound(&MavAutopilot::continueSubscribing);
+    else if (subscribeAgain)
+        continueInRound(&MavAutopilot::subscribe);
+}
+
+void MavAutopilot::continueInRound(void (MavAutopilot::*next)())
+{
+    QTimer::singleShot(0, this, [this, next, begun = round] {
+        deliverWhatCameMeanwhile();
+        if (round == begun) // else stopped
+            (this->*next)();
+    });
+}
+
+void MavAutopilot::giveSubscribingUp()
+{
+    ++round;
+    subscribing = false;
+    subscribeAgain = false;
 }
 
 void MavAutopilot::trySubscribeRequest(const mavlink::Message &message)
 {
-    for (int i = 0; i < 3; ++i) {
+    const int begun = round;
+    for (int i = 0; i < 3 && round == begun; ++i) {
         sendMessage(message);
         deliverWhatCameMeanwhile();
     }

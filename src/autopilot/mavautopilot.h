@@ -88,6 +88,8 @@ private:
     void reportStatus();
     void sendHeartbeat();
     void continueSubscribing();
+    void continueInRound(void (MavAutopilot::*next)());
+    void giveSubscribingUp();
     void deliverWhatCameMeanwhile();
 
     bool isFromAutopilot(const mavlink::mavlink_message_t &message) const;
@@ -113,7 +115,11 @@ private:
     quint32 baudRate = 0; // baud rate of a serial connection, port of a TCP connection
     quint16 systemId = 0;
     quint16 componentId = 0;
-    int requestsSent = 0;        // of a subscription that is not complete, else 0
+    bool subscribing = false; // a round of requests is not complete
+    int requestsSent = 0;     // of that round
+    int rateOfRound = 0;      // Hz
+    int round = 0;            // goes up when one is given up
+    bool subscribeAgain = false;
     bool sendHasBlocked = false; // the last one
     quint16 targetSystemId = 0;  // 0: no autopilot detected
     quint16 targetComponentId = 0;

@@ -94,7 +94,6 @@ void LinkCounters::takeUnknown(Milliseconds now)
 
 void LinkCounters::beginAnew()
 {
-    parser.beginAnew();
     for (auto &sender : counters)
         sender.second.beginAnew();
 }

@@ -38,8 +38,7 @@ public:
 
     /// Bytes have come. @param now monotonic.
     void take(const QByteArray &bytes, Milliseconds now);
-    /// The link was opened anew: what is begun is over, and what was sent meanwhile is no loss. Nothing that
-    /// was counted is forgotten.
+    /// The link was opened anew: what was sent meanwhile is no loss. Nothing that was counted is forgotten.
     void beginAnew();
 
     qint64 bytes() const { return byteCount; }

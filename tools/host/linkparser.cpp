@@ -53,13 +53,6 @@ void LinkParser::resume(quint8 byte)
     begun = 1;
 }
 
-void LinkParser::beginAnew()
-{
-    strayCount += begun;
-    begun = 0;
-    state.parse_state = mavlink::MAVLINK_PARSE_STATE_IDLE;
-}
-
 bool LinkParser::isInFrame() const
 {
     return state.parse_state != mavlink::MAVLINK_PARSE_STATE_IDLE &&

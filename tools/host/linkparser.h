@@ -7,7 +7,8 @@
 
 /// Walks through received bytes as the plugin's parser does, with a state of its own, and says what each byte
 /// was part of: a good frame, one with a bad checksum, or none. Where the stream is damaged this finds the
-/// frames that the plugin finds, no more.
+/// frames that the plugin finds, no more; also after a reconnect, over which the plugin's parser keeps a frame
+/// that is begun, and swallows the beginning of the new stream as the rest of it.
 class LinkParser
 {
 public:
@@ -25,8 +26,6 @@ public:
     /// judged.
     qint64 strayBytes() const { return strayCount; }
     int bytesOfBegunFrame() const { return begun; }
-    /// Another stream begins; what was begun is stray.
-    void beginAnew();
 
 private:
     Outcome takeEnd(quint8 byte, bool isGood);

@@ -49,7 +49,9 @@ private Q_SLOTS:
     void cleanup();
     void subscription_leavesTheEventLoopATurnAfterEachRequest();
     void subscription_isNotBegunTwice();
+    void subscription_atAnotherRate_followsTheOneThatIsGoing();
     void subscription_endsWithStop();
+    void subscription_endsWithAStopFromInside();
     void subscription_ofAPeerThatReadsAgain_isWhole();
     void telemetry_isDeliveredBetweenTwoSends();
     void telemetry_isDeliveredBeforeTheNextTimersSend();
@@ -142,6 +144,29 @@ void TestMavStalledPeer::subscription_endsWithStop()
     rig->plugin->stop();
     QCoreApplication::processEvents();
     QCOMPARE(sends(), SendsOfARequest);
+}
+
+void TestMavStalledPeer::subscription_atAnotherRate_followsTheOneThatIsGoing()
+{
+    rig->plugin->subscribe();
+    Q_EMIT runningApp()->MAV_TELEMETRY_RATE(20);
+    rig->plugin->subscribe();
+    rig->plugin->stopTimers();
+    QTRY_COMPARE(sends(), 2 * SendsOfASubscription);
+    QCoreApplication::processEvents();
+    QCOMPARE(sends(), 2 * SendsOfASubscription);
+}
+
+void TestMavStalledPeer::subscription_endsWithAStopFromInside()
+{
+    connect(runningApp(), &App::roll, rig->plugin.get(), [this] { rig->plugin->stop(); });
+    receive(0.25F);
+    rig->plugin->subscribe();
+    QCOMPARE(rolls->count(), 1);
+    QCOMPARE(sends(), 1);
+    QCoreApplication::processEvents();
+    QCOMPARE(sends(), 1);
+    rig->log.take();
 }
 
 void TestMavStalledPeer::subscription_ofAPeerThatReadsAgain_isWhole()

@@ -105,6 +105,7 @@ private Q_SLOTS:
     void heartbeats_tellTheAutopilot();
     void heartbeatAge_isTheAutopilots();
     void newConnection_forgetsNoTotals();
+    void frameThatIsBegun_swallowsTheNewConnectionsBeginning();
     void sendersBeyondTheLimit_areCountedTogether();
 };
 
@@ -280,15 +281,26 @@ void TestLinkCounters::heartbeatAge_isTheAutopilots()
 void TestLinkCounters::newConnection_forgetsNoTotals()
 {
     LinkCounters counters;
-    const QByteArray cut = attitude(Autopilot, 3).left(10);
-    counters.take(heartbeat(Px4, Autopilot, 0) + attitude(Autopilot, 2) + cut, 0ms);
+    counters.take(heartbeat(Px4, Autopilot, 0) + "?" + attitude(Autopilot, 2), 0ms);
     counters.beginAnew();
     counters.take(attitude(Autopilot, 90) + attitude(Autopilot, 92), 1s);
     QCOMPARE(counters.frames(), qint64(4));
     QCOMPARE(counters.badChecksums(), qint64(0));
-    QCOMPARE(counters.strayBytes(), qint64(cut.size()));
+    QCOMPARE(counters.strayBytes(), qint64(1));
     QCOMPARE(counters.autopilot()->loss().received(), qint64(4));
     QCOMPARE(counters.autopilot()->loss().lost(), qint64(2));
+}
+
+void TestLinkCounters::frameThatIsBegun_swallowsTheNewConnectionsBeginning()
+{
+    LinkCounters counters;
+    const QByteArray frame = attitude(Autopilot, 3);
+    counters.take(frame.left(frame.size() - 2), 0ms);
+    counters.beginAnew();
+    counters.take(attitude(Autopilot, 90) + attitude(Autopilot, 91), 1s);
+    QCOMPARE(counters.badChecksums(), qint64(1));
+    QCOMPARE(counters.frames(), qint64(1));
+    QCOMPARE(counters.strayBytes(), qint64(frame.size() - 2));
 }
 
 void TestLinkCounters::sendersBeyondTheLimit_areCountedTogether()

@@ -91,7 +91,6 @@ private Q_SLOTS:
     void unknownMessage_whateverItsChecksumExtra_isTold();
     void wrongChecksums_ofAnUnknownId_areMostlyTold();
     void begunFrame_isNotJudged();
-    void newBeginning_makesWhatIsBegunStray();
 };
 
 void TestLinkParser::stream_data()
@@ -197,16 +196,6 @@ void TestLinkParser::begunFrame_isNotJudged()
     feed(parser, heartbeat().left(20));
     QCOMPARE(parser.strayBytes(), qint64(0));
     QCOMPARE(feed(parser, heartbeat().mid(20)).frames, 1);
-}
-
-void TestLinkParser::newBeginning_makesWhatIsBegunStray()
-{
-    LinkParser parser;
-    feed(parser, heartbeat().left(10));
-    parser.beginAnew();
-    QCOMPARE(feed(parser, '?' + heartbeat()).frames, 1);
-    QCOMPARE(parser.strayBytes(), qint64(11));
-    QCOMPARE(parser.bytesOfBegunFrame(), 0);
 }
 
 QTEST_GUILESS_MAIN(TestLinkParser)
