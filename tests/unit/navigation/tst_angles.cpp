@@ -154,6 +154,7 @@ void TestAngles::degE7toDeg_isExact()
     const double actual = degE7toDeg(value);
     QVERIFY2(std::fabs(actual - degrees) <= std::fabs(degrees) * 2.3e-16,
              qPrintable(QString::number(actual, 'g', 17)));
+    QCOMPARE(std::signbit(actual), degrees < 0);
 }
 
 void TestAngles::degE7toDeg_isTheNearestDouble()
