@@ -129,8 +129,8 @@ void App::fillSignalTypes()
 void App::loadSettings(const QString &path)
 {
     delete openSettings;
-    removeAbandonedLocks(path);
-    openSettings = new SettingsStore(path, QSettings::IniFormat, this);
+    removeAbandonedLocks(SettingsStore::fileBehind(path));
+    openSettings = new SettingsStore(path, this);
     if (App *app = runningApp())
         connect(app, &App::APP_VERBOSE, this, &App::onVerboseChanged, Qt::UniqueConnection);
     verbose = settingValue("APP", "VERBOSE", false).toBool();

@@ -15,7 +15,12 @@ from links import SerialLink
 
 from autopilot import ARDUPILOT, Autopilot, attitude, heartbeat
 
-PADDING = {f"PAYLOADS/KEPT_{number}": "x" * 60 for number in range(100)}
+
+def kept(count: int) -> dict:
+    return {f"PAYLOADS/KEPT_{number}": "x" * 60 for number in range(count)}
+
+
+PADDING = kept(100)
 DISK_SIZE = 262144
 PAGE = 4096
 SMALL_DISK = f"""
@@ -136,31 +141,74 @@ def test_full_disk_is_told_of_at_the_end(start, link, autopilot, tmp_path, disk)
     assert f"{COMPLAINT} {full.config}" in host.log_lines
 
 
-@pytest.mark.skipif(
+NEEDS_SMALL_DISK = pytest.mark.skipif(
     FullDisk not in DISKS,
     reason="a small disk takes a mount of one's own, which this system refuses (user namespaces are off)",
 )
-@pytest.mark.parametrize("size", [len(PADDING), 450], ids=["7kB", "29kB"])
-@pytest.mark.parametrize("pages", range(1, 9))
-def test_disk_with_little_room_never_cuts_the_settings(start, link, autopilot, tmp_path, pages, size):
-    """A page or two less than the file needs, or a few more than it needs."""
-    padding = {f"PAYLOADS/KEPT_{number}": "x" * 60 for number in range(size)}
-    config = write_config(tmp_path / "host.ini", {**link.settings, "MAV/SYSTEM_ID": 2, **padding})
-    full = FullDisk(config)
-    host = start(full.config, full.prefix)
+# In the file, a hex digit takes four bytes once a letter before it had to be escaped.
+DIGITS = {"PAYLOADS/KEPT_0": "é" + "0123456789abcdef" * 625}
+
+
+def payloads(text: bytes) -> bytes:
+    return text.split(b"[PAYLOADS]")[1].split(b"\n\n")[0].strip()
+
+
+def check_small_disk(start, autopilot, full: FullDisk, config: Path, free: int) -> None:
+    """The settings are old or new as a whole, and it is told if they are old."""
+    host = start(config, full.prefix)
     autopilot.meet(host)
     file = full.seen(host.process.pid)
-    full.fill(host.process.pid, pages * PAGE)
+    full.fill(host.process.pid, free)
+    before = payloads(file.read_bytes())
     assert_flies(host, autopilot, 61)
-    assert file.read_bytes().count(b"KEPT_") == len(padding)
+    assert payloads(file.read_bytes()) == before
     descriptor = os.open(file.parent, os.O_PATH)  # the disk outlives the host
     host.ask_to_end()
     assert host.wait_for_end() == 0
-    at_end = Path(f"/proc/self/fd/{descriptor}/{file.name}").read_bytes()
+    folder = Path(f"/proc/self/fd/{descriptor}")
+    at_end = (folder / file.name).read_bytes()
+    names = {path.name for path in folder.iterdir()}
     os.close(descriptor)
-    assert at_end.count(b"KEPT_") == len(padding)
+    assert payloads(at_end) == before
+    assert names == {file.name, "filler"}
     is_new = b"SYSTEM_ID=61" in at_end
-    assert is_new != (f"{COMPLAINT} {full.config}" in host.log_lines)
+    assert is_new != (f"{COMPLAINT} {config}" in host.log_lines)
+
+
+@NEEDS_SMALL_DISK
+@pytest.mark.parametrize("padding", [PADDING, kept(450), DIGITS], ids=["7kB", "29kB", "digits"])
+@pytest.mark.parametrize("pages", range(1, 9))
+def test_disk_with_little_room_never_cuts_the_settings(start, link, autopilot, tmp_path, pages, padding):
+    """A page or two less than the file needs, or a few more than it needs."""
+    config = write_config(tmp_path / "host.ini", {**link.settings, "MAV/SYSTEM_ID": 2, **padding})
+    full = FullDisk(config)
+    check_small_disk(start, autopilot, full, full.config, pages * PAGE)
+
+
+@NEEDS_SMALL_DISK
+@pytest.mark.parametrize("pages", [1, 2])
+def test_little_room_behind_a_link_never_cuts_the_settings(start, link, autopilot, tmp_path, pages):
+    """The link lies where there is plenty."""
+    config = write_config(tmp_path / "host.ini", {**link.settings, "MAV/SYSTEM_ID": 2, **PADDING})
+    full = FullDisk(config)
+    middle = tmp_path / "middle.ini"
+    middle.symlink_to(full.config.relative_to(tmp_path))
+    first = tmp_path / "link.ini"
+    first.symlink_to(middle)
+    check_small_disk(start, autopilot, full, first, pages * PAGE)
+
+
+def test_file_limit_lets_through_settings_that_fit(start, link, autopilot, tmp_path):
+    """Whoever exceeds the limit is ended by a signal."""
+    config = write_config(tmp_path / "host.ini", {**link.settings, "MAV/SYSTEM_ID": 2, **PADDING})
+    host = start(config, ["prlimit", f"--fsize={3 * PAGE}:"])
+    autopilot.meet(host)
+    assert_flies(host, autopilot, 61)
+    assert b"SYSTEM_ID=61" in config.read_bytes()
+    assert config.read_bytes().count(b"KEPT_") == len(PADDING)
+    FileLimit(config).make_room(host.process.pid)  # for what measures the host as it ends
+    host.ask_to_end()
+    assert host.wait_for_end() == 0
 
 
 def unprivileged() -> list[str]:
