@@ -1,10 +1,12 @@
 # SPDX-License-Identifier: MIT
 """A simulated autopilot, the wire, the host, and the ground stations on the autopilot's other link."""
 
+import contextlib
 import os
 import socket
 import subprocess
 import time
+from collections import Counter
 from collections.abc import Callable
 from pathlib import Path
 
@@ -54,6 +56,7 @@ class Chain:
         self.environment = environment(folder, standins)
         self.programs: list[Program] = []
         self.oneshots: list[subprocess.Popen] = []
+        self.oneshot_codes: Counter[int] = Counter()
 
     def start(self, resources_s: float) -> None:
         self.sim = self._start("sim", *self._sim_arguments())
@@ -85,7 +88,7 @@ class Chain:
 
     def send_from_ground(self, size: int) -> None:
         """By a ground station of its own, which comes and goes."""
-        self.oneshots = [process for process in self.oneshots if process.poll() is None]
+        self._gather_oneshots()
         command = [
             self.binaries / "noflailsten-ground",
             "--connect",
@@ -101,8 +104,28 @@ class Chain:
                     stdin=subprocess.DEVNULL,
                     stdout=log,
                     stderr=log,
+                    process_group=0,
                 )
             )
+
+    def _gather_oneshots(self) -> None:
+        self.oneshot_codes.update(code for process in self.oneshots if (code := process.poll()) is not None)
+        self.oneshots = [process for process in self.oneshots if process.returncode is None]
+
+    def end_oneshots(self) -> None:
+        """They end by themselves; one that does not is killed, as its code then tells."""
+        deadline = time.monotonic() + START_S
+        for process in self.oneshots:
+            with contextlib.suppress(subprocess.TimeoutExpired):
+                process.wait(max(0, deadline - time.monotonic()))
+        self._kill_oneshots()
+        self._gather_oneshots()
+
+    def _kill_oneshots(self) -> None:
+        for process in self.oneshots:
+            if process.poll() is None:
+                process.kill()
+                process.wait()
 
     def send_unfinished(self, first_id: int, count: int) -> None:
         """Payloads of which only the first fragment comes."""
@@ -111,7 +134,8 @@ class Chain:
         for number in range(count):
             fragment = onboard.Fragment(60_000, (first_id + number) % 65536, 0, 3, 254, b"u" * onboard.CHUNK)
             frames.append(onboard.to_v2_extension(onboard.pack_frame(onboard.DATA, fragment.pack())))
-        with socket.create_connection((self.ground_address[1], int(self.ground_address[2]))) as ground:
+        address = (self.ground_address[1], int(self.ground_address[2]))
+        with socket.create_connection(address, START_S) as ground:
             for frame in frames:
                 ground.sendall(frame.pack(encoder))
                 encoder.seq = (encoder.seq + 1) % 256
@@ -119,11 +143,10 @@ class Chain:
 
     def end(self) -> dict[str, int | None]:
         """The exit codes; from the ends to the middle, as each notices when its peer goes."""
-        for process in self.oneshots:
-            process.wait(START_S)
+        self.end_oneshots()
         codes = {program.name: program.end() for program in (self.ping, self.watch, self.host)}
         self.wire.ask("stop")
-        self.wire.join()
+        self.wire.join(START_S)
         return codes | {self.sim.name: self.sim.end()}
 
     def kill(self) -> None:
@@ -131,3 +154,4 @@ class Chain:
             if program.is_running():
                 program.process.kill()
                 program.process.wait()
+        self._kill_oneshots()

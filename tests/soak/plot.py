@@ -13,10 +13,11 @@ import matplotlib
 
 matplotlib.use("svg")
 import matplotlib.pyplot as plt  # noqa: E402
-from verdict import WARM_UP  # noqa: E402
+from verdict import warm_up_s  # noqa: E402
 
 PANELS = (
     ("rss_kb", "resident memory, MB", 1 / 1024),
+    ("heap_kb", "heap in use, kB", 1),
     ("fds", "file descriptors", 1),
     ("timers", "timers", 1),
 )
@@ -31,7 +32,7 @@ def read(folder: Path, name: str) -> list[dict[str, str]]:
 def curves(samples: list[dict[str, str]], column: str, scale: float) -> dict[str, tuple[list, list]]:
     found: dict[str, tuple[list, list]] = defaultdict(lambda: ([], []))
     for row in samples:
-        if row[column]:
+        if row.get(column):
             times, values = found[row["program"]]
             times.append(float(row["seconds"]) / HOUR_S)
             values.append(float(row[column]) * scale)
@@ -59,16 +60,19 @@ def main() -> int:
         len(PANELS) + 1,
         1,
         sharex=True,
-        figsize=(10, 11),
+        figsize=(10, 13),
         layout="constrained",
-        height_ratios=(4, 2, 1.5, 2.5),
+        height_ratios=(4, 2, 2, 1.5, 2.5),
     )
+    colors = {
+        program: f"C{number}" for number, program in enumerate(sorted({row["program"] for row in samples}))
+    }
     for panel, (column, label, scale) in zip(axes, PANELS, strict=False):
         for program, (times, values) in sorted(curves(samples, column, scale).items()):
-            panel.plot(times, values, linewidth=1, label=program)
+            panel.plot(times, values, linewidth=1, label=program, color=colors[program])
         panel.set_ylabel(label)
         panel.set_ylim(bottom=0)
-        panel.axvspan(0, WARM_UP * panel.dataLim.x1, color="0.93", zorder=0)
+        panel.axvspan(0, warm_up_s(panel.dataLim.x1 * HOUR_S) / HOUR_S, color="0.93", zorder=0)
         panel.grid(color="0.9")
     axes[0].legend(fontsize=7, ncols=4, loc="upper center", bbox_to_anchor=(0.5, 1.18))
     draw_trouble(axes[-1], faults)

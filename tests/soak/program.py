@@ -32,14 +32,17 @@ class Program:
                 stdin=subprocess.PIPE,
                 stdout=subprocess.PIPE,
                 stderr=log,
+                process_group=0,  # an interrupt from the terminal is for the soak, which ends its programs
             )
+        os.set_blocking(self.process.stdin.fileno(), False)
         self.pid = self.process.pid
+        self.started = time.monotonic()
         self.signals = 0
         self.last_signal = 0.0  # by the monotonic clock
         self.events: Counter[str] = Counter()
         self.last: dict[str, dict] = {}  # the last event of each name
+        self.last_at: dict[str, float] = {}  # when it came, by the monotonic clock
         self.listening: list[str] = []
-        self.lock = threading.Lock()  # of stdin
         self.reader = threading.Thread(target=self._read, daemon=True)
         self.reader.start()
 
@@ -64,17 +67,22 @@ class Program:
             end = lines.find(b"\n", found.end())
             if name in ("listening", "resources", "relay", "summary"):
                 self.last[name] = json.loads(lines[begin:] if end < 0 else lines[begin:end])
+                self.last_at[name] = time.monotonic()
             if name == "listening":
                 self.listening.append(self.last[name]["address"])
 
     def say(self, *lines: str) -> None:
-        """Writes to its standard input. One that has ended is found out elsewhere."""
-        with self.lock, contextlib.suppress(BrokenPipeError):
-            self.process.stdin.write("".join(f"{line}\n" for line in lines).encode())
-            self.process.stdin.flush()
+        """Writes to its standard input. One that has ended, or reads no more, is found out elsewhere."""
+        with contextlib.suppress(BrokenPipeError, BlockingIOError):
+            for line in lines:
+                os.write(self.process.stdin.fileno(), f"{line}\n".encode())  # whole, or not at all
 
     def is_running(self) -> bool:
         return self.process.poll() is None
+
+    def age(self, event: str) -> float:
+        """Seconds since the last one, or since the program was started."""
+        return time.monotonic() - self.last_at.get(event, self.started)
 
     def end(self) -> int | None:
         """Asks it to end. Its exit code; None if it had to be killed."""

@@ -3,6 +3,8 @@
 hours; then judges whether anything grew.
 
 Usage: soak.py BINARIES HOURS FOLDER [SECONDS-between-samples] [SEED]
+Exit codes: 0 passed, 1 failed, 2 usage, 3 not judged: interrupted, or sampled too seldom. If fewer hours are
+asked for than it takes to judge growth, all but growth is judged.
 """
 
 import csv
@@ -27,6 +29,7 @@ from trouble import Traffic, Trouble  # noqa: E402
 SPEEDS = {"ardupilot": 58, "px4": 65}
 PEAK_PERIOD_S = 0.5
 RESOURCES_PERIOD_S = 1
+RESOURCES_LATE_S = 15  # what was told before may hide what happens since
 TROUBLE_PAUSE_S = 20
 GROUND_PERIOD_S = 20
 LAST_SIGNAL_S = 5
@@ -119,10 +122,11 @@ class Soak:
             for helper in self.helpers:
                 helper.start()
             died = self._watch(self.seconds)
+            interrupted = self.interrupted.is_set()
             for helper in self.helpers:
                 helper.stop()
             died = died or self._calm()
-            return self._end(died)
+            return {**self._end(died), "interrupted": interrupted}
         finally:
             for chain in self.chains:
                 chain.kill()
@@ -147,6 +151,8 @@ class Soak:
 
     def _wrong(self) -> list[str]:
         dead = [f"{program.name} has ended" for program in self.programs if not program.is_running()]
+        late = [chain.host.name for chain in self.chains if chain.host.age("resources") > RESOURCES_LATE_S]
+        dead += [f"{name} has not told its resources for {RESOURCES_LATE_S} s" for name in late]
         threads_ = [*self.helpers, *(chain.wire for chain in self.chains)]
         return dead + [f"{type(thread).__name__}: {thread.error}" for thread in threads_ if thread.error]
 
@@ -184,6 +190,13 @@ class Soak:
         for chain in self.chains:
             codes |= chain.end()
         wrong += [f"{name} ended with {code}" for name, code in codes.items() if code != 0]
+        sends = {f"ground-send-{chain.autopilot}": dict(chain.oneshot_codes) for chain in self.chains}
+        wrong += [
+            f"{name} ended with {code}, {count} times"
+            for name, counts in sends.items()
+            for code, count in counts.items()
+            if code != 0  # nothing that the soak does touches their link
+        ]
         self.samples.close()
         return {
             "seconds": round(seconds),
@@ -192,25 +205,24 @@ class Soak:
             "bytes from the autopilot a second": {
                 chain.autopilot: round(chain.wire.downwards / seconds) for chain in self.chains
             },
+            "ends of ground stations that come and go": sends,
             "events": {program.name: dict(program.events) for program in self.programs},
         }
 
 
-def report(result: dict, folder: Path) -> bool:
-    """Prints and writes it. Whether all was well."""
-    samples = folder / "samples.csv"
-    findings = list(verdict.judge(samples)) if verdict.is_long_enough(samples) else []
-    lines = [f"{f.program:26} {f.what:13} {'GROWS ' if f.bad else ''}{f.text}" for f in findings]
-    lines += [] if findings else ["too short to judge growth"]
+def report(result: dict, asked_s: float, folder: Path) -> int:
+    """Prints and writes it. The exit code."""
+    findings = verdict.judge(folder / "samples.csv")
+    outcome = verdict.decide(findings, result["wrong"], result["interrupted"], asked_s)
+    lines = verdict.lines(findings)
     lines += [f"{name}: {value}" for name, value in result.items() if name != "wrong"]
     lines += [f"WRONG: {what}" for what in result["wrong"]]
-    good = not result["wrong"] and not any(finding.bad for finding in findings)
-    lines.append("PASSED" if good else "FAILED")
-    text = "\n".join(lines) + "\n"
+    text = "\n".join([*lines, outcome.text]) + "\n"
     (folder / "report.txt").write_text(text)
-    (folder / "result.json").write_text(json.dumps({**result, "good": good}, indent=1) + "\n")
+    told = {**result, "outcome": outcome.text, "good": outcome.code == 0}
+    (folder / "result.json").write_text(json.dumps(told, indent=1) + "\n")
     print(text, end="", flush=True)
-    return good
+    return outcome.code
 
 
 def main() -> int:
@@ -221,10 +233,11 @@ def main() -> int:
     period_s = float(sys.argv[4]) if len(sys.argv) > 4 else 10
     seed = int(sys.argv[5]) if len(sys.argv) > 5 else 1
     folder.mkdir(parents=True, exist_ok=True)
-    soak = Soak(binaries.resolve(), hours * 3600, folder, period_s, seed)
+    seconds = hours * 3600
+    soak = Soak(binaries.resolve(), seconds, folder, period_s, seed)
     for number in (signal.SIGINT, signal.SIGTERM):
         signal.signal(number, lambda *_: soak.interrupted.set())
-    return 0 if report(soak.run(), folder) else 1
+    return report(soak.run(), seconds, folder)
 
 
 if __name__ == "__main__":
