@@ -47,6 +47,7 @@ private Q_SLOTS:
     void settings_beforeLoading_opensTheNativeStoreWithOneCriticalLine();
     void read_beforeLoading_worksOnTheNativeStore();
     void update_beforeLoading_worksOnTheNativeStore();
+    void sync_beforeLoading_opensTheNativeStore();
     void load_afterTheFallback_readsTheFileInstead();
     void load_opensAnIniFileOwnedByTheApp();
     void load_ofASecondFile_closesTheFirst();
@@ -225,6 +226,18 @@ void TestApp::update_beforeLoading_worksOnTheNativeStore()
     const QStringList expected{QStringLiteral("CRIT: Using settings before initialization"),
                                QStringLiteral("Updated: MAV/BAUD_RATE=4")};
     QCOMPARE(log.take(), expected);
+}
+
+void TestApp::sync_beforeLoading_opensTheNativeStore()
+{
+    LogCapture log;
+    ApplicationFixture<> f;
+    f.app.setOrganizationName(QStringLiteral("fleet"));
+    f.app.setApplicationName(QStringLiteral("writer"));
+
+    f.app.syncSettings();
+    QCOMPARE(log.take(), QStringList{QStringLiteral("CRIT: Using settings before initialization")});
+    QCOMPARE(f.app.settings()->format(), QSettings::NativeFormat);
 }
 
 void TestApp::load_afterTheFallback_readsTheFileInstead()

@@ -181,6 +181,7 @@ private Q_SLOTS:
     void shortBody_leavesNoughtInTheNumbers();
     void shortConfiguration_leavesNoughtAndSinglePrecision();
     void nothingToRead_leavesTheStrings();
+    void stringWithoutItsBytes_isEmpty();
 };
 
 void TestMonitorMessage::write_yieldsTheLayout()
@@ -444,6 +445,14 @@ void TestMonitorMessage::nothingToRead_leavesTheStrings()
     QCOMPARE(body.string1, QStringLiteral("old"));
     QCOMPARE(body.string2, QStringLiteral("older"));
     QCOMPARE(body.string3, QStringLiteral("oldest"));
+}
+
+void TestMonitorMessage::stringWithoutItsBytes_isEmpty()
+{
+    SettingHeader body{QStringLiteral("old"), QStringLiteral("older"), QStringLiteral("oldest")};
+    QCOMPARE(readInto(body, QByteArray::fromHex("05")), qint64(1));
+    QCOMPARE(body.string1, QString());
+    QCOMPARE(body.string2, QStringLiteral("older"));
 }
 
 QTEST_GUILESS_MAIN(TestMonitorMessage)
