@@ -215,6 +215,7 @@ def swallowed(frames: list[bytes]) -> int:
     return sum(frame[-1] == V2_MARKER and message_id(frame) not in mavlink.mavlink_map for frame in frames)
 
 
+@pytest.mark.alone
 def test_numbers_that_a_simulated_px4_swaps_are_no_loss(hosts, bin_dir, environment, link, through):
     host = start(hosts, link)
     Autopilot(link).meet(host)
@@ -222,7 +223,7 @@ def test_numbers_that_a_simulated_px4_swaps_are_no_loss(hosts, bin_dir, environm
         bin_dir, environment, "--autopilot", "px4", "--link", "tcp:127.0.0.1:0", "--speed", 20
     )
     proxy = through(link, Faults("lost", 0, ""), port_of(address))  # only to see what arrives
-    wait_for_counters(host, lambda counters: counters["late"] == 1)
+    wait_for_counters(host, lambda counters: counters["late"] >= 1)
     sim.ask_to_end()
     assert sim.wait_for_end() == 0
     proxy.join()
