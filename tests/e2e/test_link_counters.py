@@ -291,7 +291,9 @@ def test_frame_that_is_cut_by_a_reconnect_costs_what_the_plugin_loses(hosts, lin
     counters = wait_for_counters(host, lambda counters: counters["badChecksums"] == 1)
     published = host.values("roll")
     assert published == [float(i) for i in range(2, 10)]  # the first is a part of what was begun
-    assert counters["frames"] - before["frames"] == counters["received"] - before["received"] == len(published)
+    assert (
+        counters["frames"] - before["frames"] == counters["received"] - before["received"] == len(published)
+    )
     assert counters["lost"] == 0
 
 

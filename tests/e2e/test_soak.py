@@ -318,6 +318,7 @@ def child_of(soak: subprocess.Popen, name: str) -> int | None:
     return next((int(pid) for pid, command in commands.items() if name.encode() in command), None)
 
 
+@pytest.mark.alone
 def test_a_program_that_dies_fails_the_soak(bin_dir: Path, tmp_path: Path) -> None:
     with start_soak(bin_dir, tmp_path) as soak:
         wait_for_samples(soak, tmp_path)
@@ -327,6 +328,7 @@ def test_a_program_that_dies_fails_the_soak(bin_dir: Path, tmp_path: Path) -> No
     assert "WRONG: host-ardupilot has ended" in output and "FAILED" in output
 
 
+@pytest.mark.alone
 def test_a_host_that_tells_nothing_of_its_resources_fails_the_soak(bin_dir: Path, tmp_path: Path) -> None:
     with start_soak(bin_dir, tmp_path) as soak:
         wait_for_samples(soak, tmp_path)
@@ -339,6 +341,7 @@ def test_a_host_that_tells_nothing_of_its_resources_fails_the_soak(bin_dir: Path
     assert "WRONG: host-ardupilot has not told its resources" in output
 
 
+@pytest.mark.alone
 @pytest.mark.parametrize("number", [signal.SIGINT, signal.SIGTERM])
 def test_a_soak_that_is_interrupted_is_not_judged(
     number: signal.Signals, bin_dir: Path, tmp_path: Path
@@ -353,6 +356,7 @@ def test_a_soak_that_is_interrupted_is_not_judged(
     assert not json.loads((tmp_path / "result.json").read_text())["good"]
 
 
+@pytest.mark.alone
 def test_ground_stations_that_crash_fail_the_soak(bin_dir: Path, tmp_path: Path) -> None:
     crashing = write_ground_station(tmp_path / "bin", "kill -SEGV $$", bin_dir)
     with start_soak(crashing, tmp_path, 0.003) as soak:

@@ -20,9 +20,9 @@ public:
     /// Name of the value in LatestValues: {"armed":…,"mode":…}.
     static constexpr const char *Name = "flightMode";
 
-    /// Name of another: whether the vehicle is in the mode in which it obeys the stick, guided of an ArduPilot
-    /// Copter, off-board of a PX4. The stick's own status does not tell: its guided is a bit that an ArduPilot
-    /// sets in other modes and at its boot too, and that a PX4 clears in off-board.
+    /// Name of another: whether the vehicle is in the mode in which it obeys the stick, guided of an
+    /// ArduPilot Copter, off-board of a PX4. The stick's own status does not tell: its guided is a bit that
+    /// an ArduPilot sets in other modes and at its boot too, and that a PX4 clears in off-board.
     static constexpr const char *InGuided = "inGuidedMode";
 
     /// Does nothing if the plugin is not a MavAutopilot. @param autopilot outlives this object.

@@ -7,8 +7,8 @@
 
 /// Walks through received bytes as the plugin's parser does, with a state of its own, and says what each byte
 /// was part of: a good frame, one with a bad checksum, or none. Where the stream is damaged this finds the
-/// frames that the plugin finds, no more; also after a reconnect, over which the plugin's parser keeps a frame
-/// that is begun, and swallows the beginning of the new stream as the rest of it.
+/// frames that the plugin finds, no more; also after a reconnect, over which the plugin's parser keeps a
+/// frame that is begun, and swallows the beginning of the new stream as the rest of it.
 class LinkParser
 {
 public:

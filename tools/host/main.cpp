@@ -15,7 +15,8 @@
 
 namespace {
 
-// glibc raises this by itself once a large block was freed; after a large payload the host would keep up to a megabyte.
+// glibc raises this by itself once a large block was freed; after a large payload the host would keep up to a
+// megabyte.
 constexpr int KeptAtMost = 128 * 1024;
 
 int run(App &app, const HostOptions &options)

@@ -10,8 +10,9 @@
 #include <chrono>
 
 /// Counts now and then what must not grow over days: the objects below some roots, and the timers that are
-/// registered for them; those of Qt's own that belong to the event loop (a single shot) are among them. And the
-/// memory in use, in KiB: unlike the resident memory, it does not tell of what the allocator keeps for later.
+/// registered for them; those of Qt's own that belong to the event loop (a single shot) are among them. And
+/// the memory in use, in KiB: unlike the resident memory, it does not tell of what the allocator keeps for
+/// later.
 class ResourceReport : public QObject
 {
     Q_OBJECT
