@@ -20,7 +20,7 @@ void addTree(QObject *root, QSet<QObject *> &objects)
 qint64 heapInUse()
 {
     const auto info = mallinfo2();
-    return static_cast<qint64>(info.uordblks + info.hblkhd);
+    return static_cast<qint64>(info.uordblks) + static_cast<qint64>(info.hblkhd);
 }
 
 } // namespace
