@@ -251,8 +251,9 @@ void MavAutopilot::continueSubscribing()
         if (request++ < requestsSent || wait)
             return;
         trySubscribeRequest(message);
-        ++requestsSent;
         wait = sendHasBlocked || round != begun;
+        if (round == begun) // else another may be under way already
+            ++requestsSent;
     };
     if (autopilotType == Px4)
         TelemetryRequests::forPx4(static_cast<quint8>(targetSystemId), rateOfRound, ask);

@@ -52,6 +52,7 @@ private Q_SLOTS:
     void subscription_atAnotherRate_followsTheOneThatIsGoing();
     void subscription_endsWithStop();
     void subscription_endsWithAStopFromInside();
+    void subscription_begunAfterAStopFromInside_isWhole();
     void subscription_ofAPeerThatReadsAgain_isWhole();
     void telemetry_isDeliveredBetweenTwoSends();
     void telemetry_isDeliveredBeforeTheNextTimersSend();
@@ -166,6 +167,23 @@ void TestMavStalledPeer::subscription_endsWithAStopFromInside()
     QCOMPARE(sends(), 1);
     QCoreApplication::processEvents();
     QCOMPARE(sends(), 1);
+    rig->log.take();
+}
+
+void TestMavStalledPeer::subscription_begunAfterAStopFromInside_isWhole()
+{
+    connect(runningApp(), &App::roll, rig->plugin.get(), [this] {
+        rig->plugin->stop();
+        resetChannel();
+        QVERIFY(rig->plugin->start());
+        peer->accept();
+        rig->plugin->stopTimers();
+        rig->plugin->subscribe();
+    });
+    receive(0.25F);
+    rig->plugin->subscribe();
+    QCOMPARE(rolls->count(), 1);
+    QTRY_COMPARE(sends(), SendsOfASubscription);
     rig->log.take();
 }
 
